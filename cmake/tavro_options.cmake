@@ -1,0 +1,50 @@
+# What a build can be asked for, and the flags that every target shares.
+
+option(TAVRO_TOOLS "Build the bridge simulator and the developers' tools" ON)
+option(TAVRO_TESTS "Build the tests" ON)
+option(TAVRO_BENCH "Build the benchmarks" OFF)
+option(TAVRO_FUZZ "Build the fuzz targets (clang)" OFF)
+option(TAVRO_WERROR "Warnings are errors" OFF)
+set(TAVRO_SANITIZE "" CACHE STRING "Sanitizers for every target, such as address,undefined")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+# Precompiled headers and ccache agree only when ccache overlooks what differs between two
+# identical precompiled headers: their time stamps and the macros defined before them.
+find_program(TAVRO_CCACHE ccache)
+if(TAVRO_CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+        ${TAVRO_CCACHE})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
+    -Woverloaded-virtual -Wnull-dereference)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options(-Wthread-safety -Wno-sign-conversion)
+else()
+    # gcc 12 sees null dereferences inside the standard library's own containers.
+    add_compile_options(-Wno-null-dereference -Wno-sign-conversion -fpch-preprocess)
+endif()
+if(TAVRO_WERROR)
+    add_compile_options(-Werror)
+endif()
+
+# The same input gives the same bits on every machine: no contraction into fused operations.
+add_compile_options(-ffp-contract=off)
+
+if(TAVRO_SANITIZE)
+    add_compile_options(-fsanitize=${TAVRO_SANITIZE} -fno-sanitize-recover=all
+        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TAVRO_SANITIZE})
+endif()

@@ -1,0 +1,67 @@
+# How this house makes its targets, so that the lists in the folders stay lists.
+
+# nlohmann JSON takes seconds to parse; it is compiled once, and every target that names it
+# reuses the result.
+function(tavro_json_pch target)
+    if(NOT TARGET tavro_json_pch)
+        file(WRITE ${PROJECT_BINARY_DIR}/json_pch.cpp "// holds the precompiled header\n")
+        add_library(tavro_json_pch OBJECT ${PROJECT_BINARY_DIR}/json_pch.cpp)
+        target_link_libraries(tavro_json_pch PUBLIC nlohmann_json::nlohmann_json)
+        target_precompile_headers(tavro_json_pch PRIVATE <nlohmann/json.hpp>)
+    endif()
+    target_precompile_headers(${target} REUSE_FROM tavro_json_pch)
+endfunction()
+
+# tavro_library(NAME HEADERS ... SOURCES ... LINKS ...): a static library whose headers are
+# checked to compile alone and are included from src/.
+function(tavro_library name)
+    cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES;LINKS" ${ARGN})
+    if(ARG_SOURCES)
+        add_library(${name} STATIC ${ARG_SOURCES})
+        set(scope PUBLIC)
+    else()
+        add_library(${name} INTERFACE)
+        set(scope INTERFACE)
+    endif()
+    target_sources(${name} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src
+        FILES ${ARG_HEADERS})
+    target_link_libraries(${name} ${scope} ${ARG_LINKS})
+    if(ARG_SOURCES AND "nlohmann_json::nlohmann_json" IN_LIST ARG_LINKS)
+        tavro_json_pch(${name})
+    endif()
+endfunction()
+
+# tavro_test(FOLDER SOURCES ... LINKS ... [LABELS ...] [PROPERTIES ...]): the test program of a
+# folder. Its tests carry the folder's name as label, and "fast" unless LABELS says otherwise.
+function(tavro_test folder)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;LABELS;PROPERTIES" ${ARGN})
+    if(NOT ARG_LABELS)
+        set(ARG_LABELS fast)
+    endif()
+    set(name ${folder}_test)
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} GTest::gtest_main)
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+    tavro_json_pch(${name})
+    include(GoogleTest)
+    gtest_discover_tests(${name} TEST_PREFIX "${folder}/" DISCOVERY_TIMEOUT 60
+        PROPERTIES LABELS "${folder};${ARG_LABELS}" TIMEOUT 300 ${ARG_PROPERTIES})
+endfunction()
+
+# tavro_bench(FOLDER SOURCES ... LINKS ...): the benchmark program of a folder.
+function(tavro_bench folder)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    set(name ${folder}_bench)
+    add_executable(${name} ${ARG_SOURCES})
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} benchmark::benchmark_main)
+    tavro_json_pch(${name})
+endfunction()
+
+# tavro_fuzz(NAME LINKS ...): fuzz/NAME.cpp, with its seeds in fuzz/corpus/NAME/.
+function(tavro_fuzz name)
+    cmake_parse_arguments(ARG "" "" "LINKS" ${ARGN})
+    add_executable(fuzz_${name} ${name}.cpp)
+    target_link_libraries(fuzz_${name} PRIVATE ${ARG_LINKS})
+    target_link_options(fuzz_${name} PRIVATE -fsanitize=fuzzer)
+    set_property(GLOBAL APPEND PROPERTY TAVRO_FUZZ_TARGETS fuzz_${name})
+endfunction()

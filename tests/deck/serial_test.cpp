@@ -25,11 +25,11 @@ namespace {
 class board {
 public:
     board() {
-        int other_end = -1;
         std::array<char, 128> name{};
-        EXPECT_EQ(::openpty(&fd, &other_end, name.data(), nullptr, nullptr), 0);
+        termios raw{};
+        ::cfmakeraw(&raw);
+        EXPECT_EQ(::openpty(&fd, &other_end, name.data(), &raw, nullptr), 0);
         path = name.data();
-        ::close(other_end);
     }
     ~board() { unplug(); }
     board(const board&) = delete;
@@ -54,7 +54,9 @@ public:
     }
 
     void unplug() {
-        if (fd >= 0) ::close(fd);
+        if (fd < 0) return;
+        ::close(fd);
+        ::close(other_end);
         fd = -1;
     }
 
@@ -63,6 +65,7 @@ public:
 
 private:
     int fd = -1;
+    int other_end = -1;  // kept open, or reading would fail while the host has not opened it
 };
 
 std::string status(session& link) {

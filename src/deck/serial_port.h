@@ -53,6 +53,7 @@ private:
     bool configure(int baud, std::string& error);
 
     int fd = -1;
+    bool claimed = false;  // the exclusive mark on the port is ours to take back
 };
 
 }  // namespace deckbus

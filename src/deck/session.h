@@ -45,7 +45,7 @@ public:
     static std::shared_ptr<session> open_serial(const std::string& port, int baud = default_baud);
 
     // A speed not above 0 counts as 1. Null, with the reason in `error`, when the file gives no
-    // line. Reads the file while the registry is locked.
+    // line. Blocks on the file.
     static std::shared_ptr<session> open_replay(const std::string& path, double speed, bool loop,
                                                 std::string& error);
 
@@ -118,19 +118,16 @@ public:
     bool loop = true;
 
 private:
-    friend class serial_link;  // the serial transport's working values
+    friend class serial_link;  // the serial transport
+    friend class replay_run;   // the replay
 
+    bool serves(const std::string& port, int wanted_baud) TVR_EXCLUDES(mutex);
     void run_serial();
     void run_replay();
-    void wait_for_listener();
-    bool play_pass();                 // false when the session is to end
-    bool sleep_until(double target);  // false when the session is to end
-    void play_line(const std::string& line);
-    std::string port_in_use() TVR_REQUIRES(mutex);
 
     std::thread thread;
-    std::atomic<bool> running{false};  // the transport loop reads it without the mutex
-    std::condition_variable_any listener_came;
+    std::atomic<bool> running{false};           // the transport loop reads it without the mutex
+    std::condition_variable_any listener_came;  // with `mutex`; a replay waits for the first one
 };
 
 }  // namespace deckbus

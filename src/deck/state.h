@@ -80,8 +80,8 @@ struct state {
 
     // The connection.
 
-    // A transport has opened `port`. `connected` stays false until the first line.
-    void on_connected(double now, const std::string& port);
+    // A transport has opened the port of this name. `connected` stays false until the first line.
+    void on_connected(double now, const std::string& name);
 
     // The transport is gone. Players and tracks stay as they are.
     void on_disconnected(double now, const std::string& reason);
@@ -182,20 +182,21 @@ struct state {
     std::deque<audio_chunk> audio;
 
 private:
-    struct line_kind;  // a row of the dispatch table in state.cpp
-
     void apply_beat(const json& line, player& p, int n, double t);
     void apply_status(const json& line, player& p, int n, double t);
     void apply_mixer(const json& line, player& p, int n, double t);
-    void apply_position(const json& line, player& p, int n, double t);
+    void apply_position(const json& line, player& p, double t);
     void apply_loaded(const json& line, player& p, int n, double t);
     void apply_air(const json& line);
     void apply_device(const json& line, player* p, int64_t n, double t);
     void apply_media(const json& line, int64_t n, double t);
     void apply_heartbeat(const json& line, double t);
     void apply_hello(const json& line, double t);
+    void apply_net(const json& line);
+    void apply_vcdj(const json& line);
     void apply_pcm(const json& line, double t);
     void apply_meta(const json& line, double t);
+    void apply_meta_end(const json& line, bool complete);
     void apply_blob(const json& line, double t);
     void apply_part(const json& line, double t);
     void follow_master(const player& p, int n, double t);

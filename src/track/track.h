@@ -62,6 +62,9 @@ struct track {
     // stand in the full form only, since the short one is built for every player of a snapshot.
     json info(bool full) const;
 
+    // Whether there is a waveform to draw: a detail or a preview with at least one column.
+    bool has_waveform() const { return detail.columns >= 1 || preview.columns >= 1; }
+
     deck_layout layout() const;
 
     // layout().width * height pixels of RGBA8, zero where nothing is drawn:

@@ -1,10 +1,12 @@
 #include "track/beat_grid.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 TEST(beat_grid, sizes) {
@@ -39,4 +41,3 @@ TEST(beat_grid, fields_and_times) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -1,10 +1,12 @@
 #include "track/blob_transfers.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 using step = blob_transfers::step;
@@ -199,4 +201,3 @@ TEST(open_transfers, can_be_dropped) {
 }
 
 }  // namespace
-}  // namespace deckbus

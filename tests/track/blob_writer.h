@@ -9,7 +9,7 @@
 
 #include "track/bytes.h"
 
-namespace deckbus {
+namespace deckbus::test {
 
 struct blob_writer {
     blob_writer& zeros(size_t count) {
@@ -54,4 +54,4 @@ inline std::string base64_of(std::span<const uint8_t> data) {
     return out;
 }
 
-}  // namespace deckbus
+}  // namespace deckbus::test

@@ -1,12 +1,14 @@
 #include "track/bytes.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 bytes counting(size_t length) {
@@ -81,4 +83,3 @@ TEST(crc32, agrees_with_its_definition) {
 }
 
 }  // namespace
-}  // namespace deckbus

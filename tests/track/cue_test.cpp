@@ -1,10 +1,12 @@
 #include "track/cue.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 bytes nexus_record(uint8_t loop, uint8_t used, uint8_t hot, uint32_t at, uint32_t end) {
@@ -198,4 +200,3 @@ TEST(ext_cues, colors) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -5,7 +5,8 @@
 #include <cmath>
 #include <limits>
 
-namespace deckbus {
+using namespace deckbus;
+
 namespace {
 
 constexpr int64_t int64_highest = std::numeric_limits<int64_t>::max();
@@ -66,4 +67,3 @@ TEST(json_fields, texts_and_flags) {
 }
 
 }  // namespace
-}  // namespace deckbus

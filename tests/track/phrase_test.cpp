@@ -1,10 +1,12 @@
 #include "track/phrase.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 struct entry {
@@ -115,4 +117,3 @@ TEST(phrase_blob, masked) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -4,7 +4,8 @@
 
 #include <string>
 
-namespace deckbus {
+using namespace deckbus;
+
 namespace {
 
 // A track at 120 beats a minute: a beat lasts 500 ms or 75 columns, a bar 300 columns.
@@ -155,7 +156,8 @@ TEST(detect_sections, last_beat_behind_the_waveform) {
 // a break of 8 bars at the end of which mid and high rise for 4, and 16 bars of drop.
 TEST(detect_sections, rise_before_a_drop) {
     std::vector<stretch> track = {{64, 10, 60, 60}, {64, 200, 100, 100}, {16, 10, 50, 50}};
-    for (const uint8_t level : {50, 60, 75, 90}) track.push_back({4, 10, level, level});
+    for (const uint8_t level : std::vector<uint8_t>{50, 60, 75, 90})
+        track.push_back({4, 10, level, level});
     track.push_back({64, 200, 100, 100});
     EXPECT_EQ(described(detect_sections(make_grid(224), make_detail(track))),
               "1-65 Intro/intro*; 65-129 Drop/drop*; 129-145 Break/break*; "
@@ -248,4 +250,3 @@ TEST(find_buildups, where_nothing_is_split) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -2,7 +2,8 @@
 
 #include "track/track.h"
 
-namespace deckbus {
+using namespace deckbus;
+
 namespace {
 
 waveform make_wave(int32_t columns) {
@@ -166,4 +167,3 @@ TEST(texture, preview_markers_need_a_duration) {
 }
 
 }  // namespace
-}  // namespace deckbus

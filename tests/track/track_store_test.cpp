@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-namespace deckbus {
+using namespace deckbus;
+
 namespace {
 
 std::string id_of(int n) {
@@ -92,4 +93,3 @@ TEST(track_store, asks_once_and_forgets_the_gone) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -1,10 +1,12 @@
 #include "track/track.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 // 64 beats at 120 a minute, and a detail that is quiet for 8 bars and loud for 8.
@@ -147,4 +149,3 @@ TEST(track, duration) {
 }
 
 }  // namespace
-}  // namespace deckbus

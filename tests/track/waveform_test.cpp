@@ -1,14 +1,16 @@
 #include "track/waveform.h"
 
+#include "blob_writer.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cmath>
 #include <random>
 
-#include "track/blob_writer.h"
+using namespace deckbus;
+using namespace deckbus::test;
 
-namespace deckbus {
 namespace {
 
 struct layout {
@@ -210,4 +212,3 @@ TEST(waveform, levels) {
 }
 
 }  // namespace
-}  // namespace deckbus

@@ -4,10 +4,14 @@
 // and what runs on it at the moment. One record a thread, reached by tvr_local().
 //
 // The lower floors find everything here that belongs to an interpreter without knowing what an
-// interpreter is. Each record is touched by its own thread only; wakeup() by any.
+// interpreter is. Each record is touched by its own thread only; wakeup() by any thread, for as
+// long as the record's own thread runs.
 
+#include <atomic>
 #include <cstdint>
 #include <string_view>
+
+#include "runtime/local/wakeup.h"
 
 class tvr_error_sink;
 class tvr_filesys;
@@ -17,6 +21,7 @@ class tvr_task;
 class tvr_vm_context;
 class tvrscript;
 struct tvr_interpreter_lock;
+struct tvrptr_control_block;
 
 struct tvr_thread_local {
     static constexpr size_t name_bytes = 64;
@@ -31,6 +36,10 @@ struct tvr_thread_local {
     // Whether script code may run here: the interpreter's owner, or a holder of its global lock.
     bool is_script_thread() const { return owns_interpreter || holds_global_lock; }
 
+    // Ends the wait of this record's thread, or its next one. See wakeup.h.
+    void wakeup() { event.wakeup(); }
+    bool wait_for_wakeup(double until) { return event.wait_for_wakeup(until); }
+
     tvrscript* script = nullptr;           // the interpreter bound to this thread
     tvr_pool_set* pools = nullptr;         // of that interpreter; null without one
     tvr_interpreter_lock* lock = nullptr;  // of that interpreter
@@ -43,11 +52,22 @@ struct tvr_thread_local {
     bool owns_interpreter = false;
     bool holds_global_lock = false;
 
+    // Objects that end inside of each other's end; see memory/pointer.cpp.
+    uint32_t ending_depth = 0;
+    tvrptr_control_block* ending_later = nullptr;
+
 private:
     uint64_t id = 0;
     size_t name_length = 0;
     char name[name_bytes] = {};
+    tvr_wakeup event;
 };
+
+// Numbers for threads, one count for the whole process.
+inline uint64_t tvr_next_thread_id() {
+    static constinit std::atomic<uint64_t> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
 
 // The calling thread's record. No constructor runs, so this is a plain thread-local address.
 inline tvr_thread_local& tvr_local() {

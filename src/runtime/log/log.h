@@ -6,19 +6,22 @@
 // A host brings its own log by overriding the hooks; tvr_log_default writes to the terminal.
 // tvr_log() finds the log of the calling thread's interpreter, or the process-wide default.
 //
-// Threads: any. The hooks are called on the thread that speaks, without a lock; a broadcast walks
-// the observers under the log's mutex, which may be taken again by the same thread, so that an
-// observer can remove itself from inside its own call.
+// Threads: any. Hooks and observers are called on the thread that speaks, with no lock held, so
+// they may log, take locks of their own, and add or release observers. A broadcast copies nothing:
+// it walks the list under the log's mutex and gives the mutex back for each call. While a broadcast
+// is on its way the list only grows; what was released meanwhile leaves it with the last walker.
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/forever.h"
 #include "base/join.h"
+#include "base/sync.h"
 
 // Hears what goes through a log. Every default does nothing.
 class tvr_log_observer {
@@ -39,11 +42,15 @@ public:
         level_verbose = 0x08,  // also debug messages
     };
 
-    // One observer in the list. Lives until the last broadcast that pinned it has left it.
+    // One observer in the list. Both fields belong to the log's mutex.
     struct observer_entry {
         tvr_log_observer* observer = nullptr;  // null once released
+        uint32_t callers = 0;                  // calls that are running, on whatever thread
     };
 
+    tvr_log_base() = default;
+    tvr_log_base(const tvr_log_base&) = delete;
+    tvr_log_base& operator=(const tvr_log_base&) = delete;
     virtual ~tvr_log_base() = default;
 
     // The hooks. The base's do nothing.
@@ -88,12 +95,15 @@ public:
 
     bool speaks(level bit) const { return (mask.load(std::memory_order_relaxed) & bit) != 0; }
 
-    // Adds an observer, which must outlive its entry. Keep the result for release_entry().
-    std::shared_ptr<observer_entry> observe(tvr_log_observer& observer);
+    // Adds an observer, which must outlive its entry. Keep the result for release_entry(). A
+    // broadcast that is on its way passes it by.
+    std::shared_ptr<observer_entry> observe(tvr_log_observer& observer) TVR_EXCLUDES(mutex);
 
-    // Takes an observer out; no call reaches it afterwards, but one that is running on this
-    // thread ends normally.
-    void release_entry(const std::shared_ptr<observer_entry>& entry);
+    // Takes an observer out; no new call reaches it. Waits until calls on other threads have ended,
+    // after which the observer may go. From inside any observer's call it does not wait, since two
+    // threads could wait for each other: what runs then ends by itself, and another release_entry()
+    // from outside waits for it.
+    void release_entry(const std::shared_ptr<observer_entry>& entry) TVR_EXCLUDES(mutex);
 
     // Read by every speaker, written by whoever configures; a stale value costs a line at most.
     std::atomic<uint32_t> mask{level_log};
@@ -101,15 +111,29 @@ public:
 private:
     using hook = void (tvr_log_base::*)(std::string_view);
     using observer_hook = void (tvr_log_observer::*)(std::string_view);
-    void say(const std::string& text, hook to, observer_hook also);
+    class list_walk;
+    class observer_call;
 
-    std::recursive_mutex observers_mutex;
-    std::vector<std::shared_ptr<observer_entry>> observers;  // under observers_mutex
+    void say(std::string_view text, hook to, observer_hook also) {
+        (this->*to)(text);
+        broadcast(text, also);
+    }
+    void broadcast(std::string_view text, observer_hook to) TVR_EXCLUDES(mutex);
+    void drop_released() TVR_REQUIRES(mutex);
+
+    // The observers' calls that are running on this thread, innermost first.
+    static thread_local const observer_call* t_held_entries;
+
+    tvr_mutex mutex;  // innermost: nothing is called while it is held
+    std::condition_variable_any call_ended;
+    std::vector<std::shared_ptr<observer_entry>> observers TVR_GUARDED_BY(mutex);
+    uint32_t walkers TVR_GUARDED_BY(mutex) = 0;  // broadcasts on their way
 };
 
 // The log of the terminal: one line a message, "[thread" and a marker in front, in colour unless
 // NO_COLOR is set or TERM is unset or "dumb". What scripts print (on_output) and raw text
-// (on_cout) go to standard output, all else to standard error.
+// (on_cout) go to standard output, all else to standard error. A line is a single write, so lines
+// of several threads and processes do not mix. May block on whoever reads the output.
 class tvr_log_default : public tvr_log_base {
 public:
     tvr_log_default();
@@ -126,10 +150,16 @@ public:
     void set_color(std::string_view foreground, std::string_view background) override;
 
 private:
-    void write_line(int descriptor, const char* marker, const char* color, std::string_view text);
+    void write_line(int descriptor, std::string_view marker, unsigned color, std::string_view text);
 
-    bool colored = false;
+    bool colored;  // from the environment, when the log is made
 };
+
+// The process-wide default. Made at first use and never destroyed.
+inline tvr_log_default& tvr_log_terminal() {
+    static tvr_forever<tvr_log_default> held;
+    return held.get();
+}
 
 // The log of the calling thread's interpreter, or the process-wide default.
 tvr_log_base& tvr_log();

@@ -50,13 +50,13 @@ std::vector<cell> cells_of(std::string_view line) {
 
 const tvr_src_token& tvr_place_of_use(const tvr_src_token& token) {
     const tvr_src_token* place = &token;
-    while (place->macro_origin != nullptr) place = place->macro_origin;
+    while (place->macro_origin() != nullptr) place = place->macro_origin();
     return *place;
 }
 
 std::string tvr_source_excerpt(const tvr_src_token& token) {
     constexpr std::string_view cut = "...", gutter = " | ";
-    const std::vector<cell> cells = cells_of(line_of(token.view->source, token.line));
+    const std::vector<cell> cells = cells_of(line_of(token.view()->source, token.line));
     const size_t caret = std::min(size_t(token.column) - 1, cells.size());
     size_t first = 0, last = cells.size();
     if (cells.size() > tvr_longest_excerpt) {
@@ -71,6 +71,6 @@ std::string tvr_source_excerpt(const tvr_src_token& token) {
     for (size_t i = first; i < last; ++i) shown += cells[i].shown;
     for (size_t i = first; i < caret; ++i) below += cells[i].padding;
     if (last < cells.size()) shown += cut;
-    return tvr_join("--> ", token.view->path, ":", token.line, ":", token.column, "\n", shown, "\n",
-                    below, "^~~~~\n");
+    return tvr_join("--> ", token.view()->path, ":", token.line, ":", token.column, "\n", shown,
+                    "\n", below, "^~~~~\n");
 }

@@ -15,12 +15,12 @@ const tvr_src_token& tvr_src_token_view::get_token(size_t index) const {
 
 bool tvr_src_token_view::is_word(size_t index, std::string_view text) const {
     const tvr_src_token& token = get_token(index);
-    return token.kind == tvr_token_kind::word && token.text == text;
+    return token.kind() == tvr_token_kind::word && token.text() == text;
 }
 
 bool tvr_src_token_view::is_symbol(size_t index, std::string_view text) const {
     const tvr_src_token& token = get_token(index);
-    return token.kind == tvr_token_kind::symbol && token.text == text;
+    return token.kind() == tvr_token_kind::symbol && token.text() == text;
 }
 
 bool tvr_src_token_view::is_bracket_open(size_t index) const {

@@ -17,6 +17,10 @@
 
 class tvr_src_token_view {
 public:
+    tvr_src_token_view() = default;
+    tvr_src_token_view(const tvr_src_token_view&) = delete;  // its tokens point at it
+    tvr_src_token_view& operator=(const tvr_src_token_view&) = delete;
+
     // A stretch of a file for which #strict says on or off: from here to the next mark.
     struct strict_mark {
         uint32_t line = 0;
@@ -41,6 +45,8 @@ public:
 
     // Keeps a text that no source holds, such as the value of __DIR__, as long as this view.
     std::string_view keep_text(std::string text);
+
+    tvr_src_origin origin{this, nullptr};  // of its tokens
 
     std::string path;       // "<memory>" for a source given as text
     std::string directory;  // of the file, as in path; empty for the working folder

@@ -37,16 +37,20 @@ public:
         node->start = start;
         return node;
     }
-    template <typename T, typename IN>
-    tvr_ast_list<T> keep(const IN* first, size_t count) {
-        if (count == 0) return {};
-        T* items = make_array<T>(count);
-        std::transform(first, first + count, items, [](IN item) { return static_cast<T>(item); });
-        return {items, count};
-    }
     template <typename T>
     T* make_array(size_t count) {
         return new (arena.allocate(sizeof(T) * count, alignof(T))) T[count];
+    }
+    // A list of the results of `item_of` for 0 to below count.
+    template <typename T, typename ITEM_OF>
+    tvr_ast_list<T> make_list(size_t count, ITEM_OF item_of) {
+        if (count == 0) return {};
+        auto* head = static_cast<size_t*>(
+            arena.allocate(sizeof(size_t) + sizeof(T) * count, alignof(size_t)));
+        *head = count;
+        T* items = reinterpret_cast<T*>(head + 1);
+        for (size_t i = 0; i < count; ++i) new (items + i) T(item_of(i));
+        return {items};
     }
     std::string_view keep_text(std::string_view text);
 

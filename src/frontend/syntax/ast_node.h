@@ -61,6 +61,8 @@ enum class tvr_ast_node_type : uint8_t {
 const char* tvr_ast_node_type_name(tvr_ast_node_type type);
 
 struct tvr_ast_node {
+    tvr_ast_node() {}  // not left to the compiler, so that small members of a class fill its gap
+
     const tvr_src_token* get_start_token() const { return start; }
 
     template <typename T>
@@ -69,8 +71,8 @@ struct tvr_ast_node {
         return static_cast<const T&>(*this);
     }
 
-    tvr_ast_node_type type;
-    const tvr_src_token* start;  // the first token of what the node stands for
+    const tvr_src_token* start = nullptr;  // the first token of what the node stands for
+    tvr_ast_node_type type = tvr_ast_node_type::node_noop;
 };
 
 // The token to report a node at; null for a null node only.
@@ -78,20 +80,23 @@ inline const tvr_src_token* get_start_token_safe(const tvr_ast_node* node) {
     return node != nullptr ? node->start : nullptr;
 }
 
-// A row of things in the arena.
+// A row of things in the arena, one pointer long: their number stands in front of them.
 template <typename T>
 struct tvr_ast_list {
+    static_assert(alignof(T) == alignof(size_t));
+
     const T* begin() const { return items; }
-    const T* end() const { return items + count; }
-    size_t size() const { return count; }
-    bool empty() const { return count == 0; }
+    const T* end() const { return items + size(); }
+    size_t size() const {
+        return items == nullptr ? 0 : reinterpret_cast<const size_t*>(items)[-1];
+    }
+    bool empty() const { return items == nullptr; }
     const T& operator[](size_t i) const {
-        assert(i < count);
+        assert(i < size());
         return items[i];
     }
 
-    const T* items = nullptr;
-    size_t count = 0;
+    const T* items = nullptr;  // null: none
 };
 
 // A word in front of a name: a keyword such as `var`, or a type such as `int` or `list<float>`.
@@ -125,16 +130,16 @@ struct tvr_ast_node_string : tvr_ast_node {
 // A name, also `this`, `true`, `None`. With keywords and no assignment it declares a variable.
 struct tvr_ast_node_variable : tvr_ast_node {
     TVR_NODE(variable);
-    const tvr_src_token* name;
+    std::string_view name() const { return start->text(); }
     tvr_ast_list<tvr_ast_word> keywords;
 };
 
 // left.name or left::name
 struct tvr_ast_node_json_literal : tvr_ast_node {
     TVR_NODE(json_literal);
+    bool scoped;  // `::`
     tvr_ast_node* left;
     const tvr_src_token* name;
-    bool scoped;  // `::`
 };
 
 // left[index]
@@ -146,9 +151,9 @@ struct tvr_ast_node_json : tvr_ast_node {
 
 struct tvr_ast_node_unary : tvr_ast_node {
     TVR_NODE(unary);
+    bool postfix;
     const tvr_src_token* op;
     tvr_ast_node* operand;
-    bool postfix;
 };
 
 // Also `??`.
@@ -270,8 +275,7 @@ struct tvr_ast_node_continue : tvr_ast_node {
 
 struct tvr_ast_node_initializer_list_add : tvr_ast_node {
     TVR_NODE(initializer_list_add);
-    const tvr_src_token* key_token;  // or null
-    std::string_view key;            // escapes resolved
+    const tvr_ast_node_string* key;  // its text is the key, a word's too; or null
     tvr_ast_node* value;
 };
 
@@ -297,3 +301,5 @@ struct tvr_ast_node_launch : tvr_ast_node {
 };
 
 #undef TVR_NODE
+
+static_assert(sizeof(tvr_ast_node_variable) == 24 && sizeof(tvr_ast_node_json_literal) == 32);

@@ -32,28 +32,38 @@ public:
 private:
     using code = tvr_token_code;
 
-    // A row of commands that is being read.
+    // A stretch of tokens that is being read, and the next command in it: the bracket that opens
+    // here or further on, or a body. Always stands on a token, never on a line end.
     struct cursor {
-        bool done() const { return at == end; }
-        // Of the token here, for a bracket of the opening one; end_of_file behind the last.
-        code here() const { return at == end ? code::end_of_file : at->start->code; }
-        // Of the command behind this one.
+        bool done() const { return at >= end; }
+        // Of the token here; end_of_file behind the last.
+        code here() const { return at < end ? at->code : code::end_of_file; }
+        // Of the token behind this one, or behind the bracket that opens here.
         code following() const;
-        // Behind the last: the last token of the row.
-        const tvr_src_token* token() const { return at == end ? last : at->start; }
+        // For reports; behind the last: the last token of the stretch.
+        const tvr_src_token* token() const { return at < end ? at : last; }
+        // The word or symbol here.
         const tvr_src_token* take() {
-            const tvr_src_token* taken = at->start;
-            at += at->span;
+            const tvr_src_token* taken = at;
+            skip_to(at + 1);
             return taken;
         }
+        // The bracket that opens here, or the body that stands here.
+        const tvr_src_command& take_command() {
+            const tvr_src_command& taken = *next;
+            if (!taken.is_empty()) skip_to(taken.end + 1);
+            next += taken.span;
+            return taken;
+        }
+        void skip_to(const tvr_src_token* to);
 
-        const tvr_src_command* at;
-        const tvr_src_command* end;
+        const tvr_src_token* at;
+        const tvr_src_token* end;  // behind the last
         const tvr_src_token* last;
+        const tvr_src_command* next;
     };
-    static cursor inside(const tvr_src_command& command) {
-        return {command.children(), command.behind(), command.end};
-    }
+    static cursor inside_statement(const tvr_src_command& statement);
+    static cursor inside_bracket(const tvr_src_command& bracket);
 
     // What stands in front of a definition's name or parenthesis.
     struct definition_head {
@@ -95,8 +105,8 @@ private:
     tvr_ast_node* parse_lambda(cursor& row);
     tvr_ast_node* parse_def_lambda(cursor& row);
     tvr_ast_word take_word(cursor& row);
-    // list<T> or map<T> in front of a name.
-    static bool is_generic(const cursor& row);
+    static bool begins_generic(const cursor& row);     // list<T> or map<T>
+    static bool begins_typed_name(const cursor& row);  // a name behind it
     bool check_type(const tvr_ast_word& type);
     bool is_known_class(std::string_view name);
 
@@ -142,6 +152,14 @@ private:
     static bool is_launch(const cursor& row);
     tvr_ast_node* parse_launch(cursor& row);
 
+    // The same of names only.
+    tvr_ast_list<const tvr_src_token*> take_names(size_t mark) {
+        const auto list = ast.make_list<const tvr_src_token*>(
+            words.size() - mark, [&](size_t i) { return words[mark + i].word; });
+        words.resize(mark);
+        return list;
+    }
+
     template <typename... T>
     std::nullptr_t fail(const tvr_src_token* token, const T&... parts) {
         report.syntax_error(token, parts...);
@@ -165,12 +183,14 @@ private:
     // Lists are gathered at the ends of two vectors and moved into the tree when complete.
     template <typename T>
     tvr_ast_list<T> take_nodes(size_t mark) {
-        const auto list = ast.keep<T>(nodes.data() + mark, nodes.size() - mark);
+        const auto list = ast.make_list<T>(
+            nodes.size() - mark, [&](size_t i) { return static_cast<T>(nodes[mark + i]); });
         nodes.resize(mark);
         return list;
     }
     tvr_ast_list<tvr_ast_word> take_words(size_t mark) {
-        const auto list = ast.keep<tvr_ast_word>(words.data() + mark, words.size() - mark);
+        const auto list = ast.make_list<tvr_ast_word>(words.size() - mark,
+                                                      [&](size_t i) { return words[mark + i]; });
         words.resize(mark);
         return list;
     }

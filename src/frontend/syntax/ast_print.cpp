@@ -19,8 +19,8 @@ struct item {
 };
 
 std::string word_text(const tvr_ast_word& word) {
-    std::string text(word.word->text);
-    if (word.element != nullptr) text += tvr_join("<", word.element->text, ">");
+    std::string text(word.word->text());
+    if (word.element != nullptr) text += tvr_join("<", word.element->text(), ">");
     return text;
 }
 
@@ -36,7 +36,7 @@ std::string names_text(const tvr_ast_list<const tvr_src_token*>& names, const ch
     std::string text;
     for (const tvr_src_token* name : names) {
         if (!text.empty()) text += separator;
-        text += name->text;
+        text += name->text();
     }
     return text;
 }
@@ -54,7 +54,7 @@ std::string quoted(std::string_view text) {
 }
 
 std::string function_text(const tvr_ast_node_function_def& function) {
-    std::string text(function.lambda ? "lambda" : function.name->text);
+    std::string text(function.lambda ? "lambda" : function.name->text());
     if (function.return_type.word != nullptr) text += " returns " + word_text(function.return_type);
     text += keywords_text(function.keywords);
     return text + (function.no_except ? " noexcept" : "");
@@ -62,14 +62,14 @@ std::string function_text(const tvr_ast_node_function_def& function) {
 
 std::string param_text(const tvr_ast_node_function_def_param& param) {
     std::string text(param.by_reference ? "&" : "");
-    text += param.name->text;
+    text += param.name->text();
     if (param.declared.word != nullptr) text += " " + word_text(param.declared);
     return text + keywords_text(param.keywords);
 }
 
 std::string class_text(const tvr_ast_node_class_def& node) {
     std::string text(node.is_interface ? "interface " : "");
-    text += node.name->text;
+    text += node.name->text();
     if (!node.bases.empty()) text += " : " + names_text(node.bases, ", ");
     return text + keywords_text(node.keywords);
 }
@@ -82,33 +82,34 @@ std::string details(const tvr_ast_node& node) {
     case type::node_string: return quoted(node.as<tvr_ast_node_string>().text);
     case type::node_variable: {
         const auto& variable = node.as<tvr_ast_node_variable>();
-        return tvr_join(variable.name->text, keywords_text(variable.keywords));
+        return tvr_join(variable.name(), keywords_text(variable.keywords));
     }
     case type::node_json_literal: {
         const auto& member = node.as<tvr_ast_node_json_literal>();
-        return tvr_join(member.scoped ? "::" : ".", member.name->text);
+        return tvr_join(member.scoped ? "::" : ".", member.name->text());
     }
     case type::node_unary: {
         const auto& unary = node.as<tvr_ast_node_unary>();
-        return tvr_join(unary.op->text, unary.postfix ? " postfix" : "");
+        return tvr_join(unary.op->text(), unary.postfix ? " postfix" : "");
     }
-    case type::node_binary: return std::string(node.as<tvr_ast_node_binary>().op->text);
+    case type::node_binary: return std::string(node.as<tvr_ast_node_binary>().op->text());
     case type::node_assign: {
         const auto& assign = node.as<tvr_ast_node_assign>();
-        return tvr_join(assign.op->text, keywords_text(assign.keywords));
+        return tvr_join(assign.op->text(), keywords_text(assign.keywords));
     }
     case type::node_function_call_param: {
         const auto& param = node.as<tvr_ast_node_function_call_param>();
-        return param.name != nullptr ? tvr_join(param.name->text, " =") : std::string();
+        return param.name != nullptr ? tvr_join(param.name->text(), " =") : std::string();
     }
     case type::node_function_def: return function_text(node.as<tvr_ast_node_function_def>());
     case type::node_function_def_param:
         return param_text(node.as<tvr_ast_node_function_def_param>());
     case type::node_class_def: return class_text(node.as<tvr_ast_node_class_def>());
-    case type::node_try_catch: return std::string(node.as<tvr_ast_node_try_catch>().variable->text);
+    case type::node_try_catch:
+        return std::string(node.as<tvr_ast_node_try_catch>().variable->text());
     case type::node_initializer_list_add: {
         const auto& element = node.as<tvr_ast_node_initializer_list_add>();
-        return element.key_token != nullptr ? quoted(element.key) + " =" : std::string();
+        return element.key != nullptr ? quoted(element.key->text) + " =" : std::string();
     }
     case type::node_using_namespace: {
         const auto& node_using = node.as<tvr_ast_node_using_namespace>();

@@ -22,7 +22,7 @@ size_t kind_of(code bracket) {
 }
 
 bool is_define(const tvr_src_token* token) {
-    return token->is(code::hash) && token[1].text == "define";
+    return token->is(code::hash) && token[1].text() == "define";
 }
 
 // The brackets of a row, with their partners of the same kind.
@@ -72,7 +72,7 @@ std::string unclosed_message(const std::vector<bracket>& row, size_t index,
     const tvr_src_token* token = row[index].token;
     const tvr_src_token* previous = before(token, first);
     if (token->is(code::round_open) && is_head_word(previous))
-        return tvr_join("Cannot find closing bracket for '", previous->text, "'.");
+        return tvr_join("Cannot find closing bracket for '", previous->text(), "'.");
     if (token->is(code::curly_open) && previous != nullptr) {
         const bool behind_head = previous->is(code::round_close) && index > 0 &&
                                  row[index - 1].token == previous &&
@@ -107,7 +107,7 @@ tvr_bracket_fault find_bracket_fault(const tvr_src_token* first) {
         } else if (!ends.empty() && ends.back() == i) {
             ends.pop_back();
         } else {
-            return {row[i].token, tvr_join("Invalid closing bracket: ", row[i].token->text)};
+            return {row[i].token, tvr_join("Invalid closing bracket: ", row[i].token->text())};
         }
     }
     return {};

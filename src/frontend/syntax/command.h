@@ -1,15 +1,17 @@
 #pragma once
 
-// What stage 2 makes of the tokens: statements with all their brackets matched.
+// What stage 2 makes of the tokens: statements, and in them the brackets, matched.
 //
-// The commands of a unit stand in one vector in the order of their tokens, a bracket or statement
-// in front of what it holds. Each knows how many commands it spans, so walking over siblings is
-// one addition, and a copied stretch needs no repair. Line ends are gone.
+//     x = f(1);    a statement from `x` to `)`, and in it a round bracket
 //
-//     x = f(1);    statement 6:  word x   symbol =   word f   round 2:  word 1
+// A command is a stretch of tokens. The commands of a unit stand in one vector in the order of
+// their tokens, a statement or bracket in front of those that it holds, and each knows how many it
+// spans: passing over one is an addition. Words and symbols in between have no command of their
+// own; whoever reads a command walks over its tokens and takes the next command wherever a bracket
+// opens. An `if` with all its `else`, a `for`, and a `try` with its `catch` are one statement each,
+// and the bodies in them are curly brackets or statements.
 //
-// An `if` with all its `else`, a `for`, and a `try` with its `catch` are one statement each; a
-// body in them is a curly bracket or a statement. Thread: one compile; read-only afterwards.
+// Thread: one compile; read-only afterwards.
 
 #include <memory>
 #include <string>
@@ -20,8 +22,6 @@
 #include "frontend/source/token_view.h"
 
 enum class tvr_command_kind : uint8_t {
-    symbol = 1,  // also strings
-    word = 2,    // also numbers
     round = 3,
     square = 4,
     curly = 5,
@@ -29,20 +29,16 @@ enum class tvr_command_kind : uint8_t {
 };
 
 struct tvr_src_command {
-    bool is_bracket() const {
-        return kind == tvr_command_kind::round || kind == tvr_command_kind::square ||
-               kind == tvr_command_kind::curly;
-    }
-    const tvr_src_command* children() const { return this + 1; }
-    const tvr_src_command* behind() const { return this + span; }
+    // Whether a statement holds nothing: a lone `;`.
+    bool is_empty() const { return start == nullptr; }
 
     // Token i of the command, its brackets included and line ends left out; null behind the last.
     const tvr_src_token* get_token(size_t i) const;
 
-    // The command as text, tokens separated by blanks where words would run together.
+    // The command as text, with blanks only where words would run together.
     std::string get_str() const;
 
-    const tvr_src_token* start;  // of a bracket the opening one
+    const tvr_src_token* start;  // of a bracket the opening one; null in an empty statement
     const tvr_src_token* end;    // the last one; of a bracket the closing one
     uint32_t span;               // commands from here on that belong to it, itself included
     tvr_command_kind kind;

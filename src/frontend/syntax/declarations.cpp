@@ -11,7 +11,7 @@ using position = const tvr_src_token*;
 
 position next_of(position at) {
     do ++at;
-    while (at->kind == tvr_token_kind::line_end);
+    while (at->is(code::line_end));
     return at;
 }
 
@@ -60,7 +60,7 @@ private:
         }
         if (tvr_is_open_bracket(at->code)) ++depth;
         if (tvr_is_close_bracket(at->code) && depth > 0) --depth;
-        if (at->kind != tvr_token_kind::line_end) before = at;
+        if (!at->is(code::line_end)) before = at;
         out.push_back(*at);
         return at + 1;
     }
@@ -96,12 +96,10 @@ private:
         for (position at = kernel; at <= last; ++at)
             if (at->is(code::hash))
                 return fail(at, "a kernel declaration cannot span several files");
-        found.text = {kernel->text.data(),
-                      size_t(last->text.data() + last->text.size() - kernel->text.data())};
+        found.text = {kernel->begin, size_t(last->begin + last->length - kernel->begin)};
         tvr_src_token& place = out.emplace_back(*kernel);
-        place.kind = tvr_token_kind::line_end;
         place.code = code::line_end;
-        place.text = found.text;
+        place.set_text(found.text);
         before = nullptr;
         view.declarations.push_back(std::move(found));
         return last + 1;
@@ -117,7 +115,7 @@ private:
         found.form = inlined ? tvr_declaration_form::inlined : tvr_declaration_form::entry;
         position at = next_of(inlined ? form : kernel);
         for (; !at->is(code::curly_open); at = next_of(at)) {
-            if (at->is(code::round_open) && found.name.text.empty()) found.name = previous_word;
+            if (at->is(code::round_open) && found.name.length == 0) found.name = previous_word;
             if (tvr_is_name(at->code)) previous_word = *at;
             if (at->is(code::end_of_file) || at->is(code::semicolon) || at->is(code::curly_close))
                 return fail(kernel, "kernel declaration without a body ('{ ... }')");
@@ -137,7 +135,7 @@ private:
     position find_constant_end(position form, tvr_declaration& found) {
         found.form = tvr_declaration_form::constant;
         for (position at = next_of(form);; at = next_of(at)) {
-            if (at->is(code::assign) && found.name.text.empty()) found.name = previous_word;
+            if (at->is(code::assign) && found.name.length == 0) found.name = previous_word;
             if (tvr_is_name(at->code)) previous_word = *at;
             if (at->is(code::semicolon)) return at;
             if (at->is(code::end_of_file) || at->is(code::curly_open))

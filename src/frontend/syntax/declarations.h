@@ -17,5 +17,5 @@ bool tvr_cut_declarations(tvr_src_token_view& view, tvr_syntax_report& report);
 
 // Whether a token marks the place of a declaration.
 inline bool tvr_is_declaration_place(const tvr_src_token& token) {
-    return token.kind == tvr_token_kind::line_end && token.text.size() > 1;
+    return token.is(tvr_token_code::line_end) && token.length > 1;
 }

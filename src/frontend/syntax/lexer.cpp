@@ -70,7 +70,6 @@ std::shared_ptr<tvr_src_token_view> tvr_lexer::stage_1(std::string text, const s
 std::unique_ptr<tvr_src_command_view> tvr_lexer::stage_2(
     std::shared_ptr<const tvr_src_token_view> view) {
     auto commands = std::make_unique<tvr_src_command_view>();
-    commands->commands.reserve(view->tokens.size());
     tvr_stage_2 stage(*commands, commands->commands, report);
     if (!stage.stage_2_top_level(view->tokens.data())) return nullptr;
     commands->tokens = std::move(view);
@@ -93,8 +92,9 @@ void tvr_lexer::print_tokens(const std::vector<tvr_src_token>& tokens) {
     std::string text = "Processed tokens:\n";
     for (const tvr_src_token& token : tokens) {
         const std::string_view shown =
-            token.kind == tvr_token_kind::line_end ? "(line end)" : token.text;
-        text += tvr_join(token.line, ":", token.column, " ", int32_t(token.kind), " ", shown, "\n");
+            token.is(tvr_token_code::line_end) ? "(line end)" : token.text();
+        text +=
+            tvr_join(token.line, ":", token.column, " ", int32_t(token.kind()), " ", shown, "\n");
     }
     tvr_log().debugmsg(text);
 }

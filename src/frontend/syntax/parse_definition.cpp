@@ -13,16 +13,22 @@ bool is_class_word(code word) {
 
 }  // namespace
 
-bool tvr_ast_parser::is_generic(const cursor& row) {
+bool tvr_ast_parser::begins_generic(const cursor& row) {
     if (row.here() != code::word_list && row.here() != code::word_map) return false;
-    constexpr ptrdiff_t least = 5;  // list < T > name
-    return row.end - row.at >= least && row.at[1].start->is(code::less) &&
-           tvr_is_name(row.at[2].start->code) && row.at[3].start->is(code::greater) &&
-           tvr_is_name(row.at[4].start->code);
+    constexpr ptrdiff_t length = 4;  // list < T >, on one line
+    return row.end - row.at >= length && row.at[1].is(code::less) && tvr_is_name(row.at[2].code) &&
+           row.at[3].is(code::greater);
+}
+
+bool tvr_ast_parser::begins_typed_name(const cursor& row) {
+    if (!begins_generic(row)) return false;
+    cursor look = row;
+    look.skip_to(row.at + 4);
+    return tvr_is_name(look.here());
 }
 
 tvr_ast_word tvr_ast_parser::take_word(cursor& row) {
-    const bool generic = is_generic(row);
+    const bool generic = begins_generic(row);
     tvr_ast_word word{row.take(), nullptr};
     if (generic) {
         row.take();
@@ -37,7 +43,7 @@ tvr_ast_word tvr_ast_parser::take_word(cursor& row) {
 tvr_ast_node* tvr_ast_parser::parse_leading_words(cursor& row, bool& matched) {
     const code first = row.here();
     matched = first == code::word_def || is_class_word(first) ||
-              (tvr_is_name(first) && (tvr_is_name(row.following()) || is_generic(row)));
+              (tvr_is_name(first) && (tvr_is_name(row.following()) || begins_typed_name(row)));
     if (!matched) return nullptr;
     if (first == code::word_cstruct) return fail(row.token(), "implement cstructs!");
     const size_t mark = words.size();
@@ -87,15 +93,14 @@ tvr_ast_node* tvr_ast_parser::parse_typed_function(cursor& row, definition_head 
 tvr_ast_node_function_def* tvr_ast_parser::parse_function(cursor& row,
                                                           const definition_head& head) {
     if (head.name != nullptr && tvr_is_reserved_word(head.name->code))
-        return fail(head.name, "Cannot define a function named '", head.name->text, "'.");
+        return fail(head.name, "Cannot define a function named '", head.name->text(), "'.");
     if (row.here() != code::round_open) return fail(row.token(), "Invalid arguments");
     auto* function = ast.make<tvr_ast_node_function_def>(head.start);
     function->name = head.name;
     function->lambda = head.name == nullptr;
     function->return_type = head.type;
     function->keywords = head.keywords;
-    const tvr_src_command& round = *row.at;
-    row.take();
+    const tvr_src_command& round = row.take_command();
     if (!parse_params(round, *function)) return nullptr;
     if (row.here() == code::word_noexcept) {
         function->no_except = true;
@@ -106,8 +111,7 @@ tvr_ast_node_function_def* tvr_ast_parser::parse_function(cursor& row,
     if (row.here() != code::curly_open)
         return fail(row.token(),
                     function->lambda ? "Cannot parse lambda." : "Cannot parse function body.");
-    const tvr_src_command& curly = *row.at;
-    row.take();
+    const tvr_src_command& curly = row.take_command();
     const uint32_t outer_loops = std::exchange(loops, 0);
     function->body = parse_block(curly);
     loops = outer_loops;
@@ -117,7 +121,7 @@ tvr_ast_node_function_def* tvr_ast_parser::parse_function(cursor& row,
 // A parenthesis with a body behind it.
 bool tvr_ast_parser::is_lambda(const cursor& row) const {
     cursor look = row;
-    look.take();
+    look.take_command();
     if (look.here() == code::arrow) {  // a return type, which is refused later
         look.take();
         return look.following() == code::curly_open;
@@ -143,7 +147,7 @@ tvr_ast_node* tvr_ast_parser::parse_def_lambda(cursor& row) {
 bool tvr_ast_parser::parse_params(const tvr_src_command& round,
                                   tvr_ast_node_function_def& function) {
     const size_t mark = nodes.size();
-    for (cursor row = inside(round); !row.done();) {
+    for (cursor row = inside_bracket(round); !row.done();) {
         tvr_ast_node* param = parse_param(row, round);
         if (param == nullptr) return false;
         nodes.push_back(param);
@@ -172,8 +176,8 @@ tvr_ast_node_function_def_param* tvr_ast_parser::parse_param(cursor& row,
 bool tvr_ast_parser::parse_param_words(cursor& row, const tvr_src_command& round,
                                        tvr_ast_node_function_def_param& param) {
     const size_t mark = words.size();
-    while (tvr_is_name(row.here()) &&
-           (tvr_is_name(row.following()) || row.following() == code::ampersand || is_generic(row)))
+    while (tvr_is_name(row.here()) && (tvr_is_name(row.following()) ||
+                                       row.following() == code::ampersand || begins_generic(row)))
         words.push_back(take_word(row));
     if (row.here() == code::ampersand) {
         param.by_reference = true;
@@ -196,8 +200,7 @@ tvr_ast_node* tvr_ast_parser::parse_class(cursor& row, const definition_head& he
     node->keywords = head.keywords;
     node->is_interface = keyword->is(code::word_interface);
     if (!parse_class_head(row, keyword, *node)) return nullptr;
-    const tvr_src_command& curly = *row.at;
-    row.take();
+    const tvr_src_command& curly = row.take_command();
     const uint32_t outer_loops = std::exchange(loops, 0);
     const bool parsed = parse_statements(curly, node->members);
     loops = outer_loops;
@@ -214,27 +217,26 @@ bool tvr_ast_parser::parse_class_head(cursor& row, const tvr_src_token* keyword,
     const auto is_plain_name = [&] {
         return tvr_is_name(row.here()) && !tvr_is_reserved_word(row.here());
     };
-    if (!is_plain_name()) return refuse_head(keyword, "Missing name after '", keyword->text, "'.");
+    if (!is_plain_name())
+        return refuse_head(keyword, "Missing name after '", keyword->text(), "'.");
     node.name = row.take();
     const size_t mark = words.size();
     while (row.here() == code::colon || (words.size() > mark && row.here() == code::comma)) {
         const tvr_src_token* separator = row.take();
         if (!is_plain_name())
-            return refuse_head(separator, "Missing base class name after '", separator->text, "'.");
+            return refuse_head(separator, "Missing base class name after '", separator->text(),
+                               "'.");
         words.push_back({row.take(), nullptr});
     }
-    auto* bases = ast.make_array<const tvr_src_token*>(words.size() - mark);
-    for (size_t i = mark; i < words.size(); ++i) bases[i - mark] = words[i].word;
-    node.bases = {bases, words.size() - mark};
-    words.resize(mark);
+    node.bases = take_names(mark);
     return row.here() == code::curly_open || refuse_head(row.token(), "Cannot parse class body.");
 }
 
 // Classes of imported scripts are known to later floors only, so a unit that imports may name
 // any type here.
 bool tvr_ast_parser::check_type(const tvr_ast_word& type) {
-    if (tvr_is_type_word(type.word->code) || is_known_class(type.word->text)) return true;
-    return refuse(type.word, "Unknown type: ", type.word->text);
+    if (tvr_is_type_word(type.word->code) || is_known_class(type.word->text())) return true;
+    return refuse(type.word, "Unknown type: ", type.word->text());
 }
 
 bool tvr_ast_parser::is_known_class(std::string_view name) {
@@ -242,9 +244,10 @@ bool tvr_ast_parser::is_known_class(std::string_view name) {
         knows_classes = true;
         const tvr_src_token* previous = nullptr;
         for (const tvr_src_token& token : ast.token_view().tokens) {
-            if (token.kind == tvr_token_kind::line_end) continue;
+            if (token.is(code::line_end)) continue;
             imports_classes = imports_classes || token.is(code::word_import);
-            if (previous != nullptr && is_class_word(previous->code)) classes.push_back(token.text);
+            if (previous != nullptr && is_class_word(previous->code))
+                classes.push_back(token.text());
             previous = &token;
         }
         std::sort(classes.begin(), classes.end());

@@ -46,7 +46,7 @@ tvr_ast_node* tvr_ast_parser::stage_3_check_assign(cursor& row) {
 void tvr_ast_parser::take_keywords(cursor& row) {
     while (can_be_keyword(row.here())) {
         const code next = row.following();
-        if (!(tvr_is_name(next) && !begins_statement(next)) && !is_generic(row)) return;
+        if (!(tvr_is_name(next) && !begins_statement(next)) && !begins_typed_name(row)) return;
         words.push_back(take_word(row));
     }
 }
@@ -156,7 +156,7 @@ tvr_ast_node* tvr_ast_parser::make_binary(const tvr_src_token* op, tvr_ast_node*
 // False, with the operator reported, when nothing stands behind it.
 bool tvr_ast_parser::has_operand(const cursor& row, const tvr_src_token* op) {
     if (!is_separator(row.here()) && !tvr_is_assignment(row.here())) return true;
-    return refuse(op, "Invalid operator '", op->text, "'.");
+    return refuse(op, "Invalid operator '", op->text(), "'.");
 }
 
 tvr_ast_node* tvr_ast_parser::parse_unary(cursor& row) {
@@ -170,7 +170,7 @@ tvr_ast_node* tvr_ast_parser::parse_prefix(cursor& row) {
     if (!has_operand(row, op)) return nullptr;
     const bool literal = row.here() == code::number || row.here() == code::string_text;
     if (literal && (op->is(code::star) || op->is(code::ampersand)))
-        return fail(op, "Invalid operator '", op->text, "'.");
+        return fail(op, "Invalid operator '", op->text(), "'.");
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(op);
     tvr_ast_node* operand = parse_unary(row);

@@ -21,7 +21,7 @@ tvr_ast_node* tvr_ast_parser::parse_operand(cursor& row) {
 tvr_ast_node* tvr_ast_parser::refuse_symbol(const cursor& row) {
     if (row.done()) return fail(row.token(), "Cannot parse expression.");
     if (tvr_is_operator(row.here()))
-        return fail(row.token(), "Invalid operator '", row.token()->text, "'.");
+        return fail(row.token(), "Invalid operator '", row.token()->text(), "'.");
     const bool known = row.here() != code::unknown_symbol && row.here() != code::backslash &&
                        row.here() != code::hash;
     return fail(row.token(), known ? "Invalid token." : "Unknown symbol.");
@@ -31,11 +31,10 @@ tvr_ast_node* tvr_ast_parser::parse_word(cursor& row) {
     const tvr_src_token* word = row.take();
     const auto& definitions = ast.command_view().definitions;
     if (!definitions.empty()) {
-        const auto found = definitions.find(word->text);
+        const auto found = definitions.find(word->text());
         if (found != definitions.end()) return parse_define(word, found->second);
     }
     auto* node = ast.make<tvr_ast_node_variable>(word);
-    node->name = word;
     return node;
 }
 
@@ -59,7 +58,7 @@ tvr_ast_node* tvr_ast_parser::parse_reserved_word(cursor& row) {
     case code::word_switch:
         return fail(word, "'switch' is not supported, use 'if / else if / else'.");
     case code::word_nil:
-    case code::word_nullptr: return fail(word, "'", word->text, "' does not exist, use 'None'.");
+    case code::word_nullptr: return fail(word, "'", word->text(), "' does not exist, use 'None'.");
     default:
         if (tvr_is_assignment(row.following()))
             return fail(word, "Cannot parse left side of assignment.");
@@ -70,9 +69,8 @@ tvr_ast_node* tvr_ast_parser::parse_reserved_word(cursor& row) {
 tvr_ast_node* tvr_ast_parser::parse_parentheses(cursor& row) {
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(row.token());
-    const tvr_src_command& round = *row.at;
-    row.take();
-    cursor within = inside(round);
+    const tvr_src_command& round = row.take_command();
+    cursor within = inside_bracket(round);
     if (within.done()) return fail(round.start, "Too few expressions inside bracket.");
     tvr_ast_node* node = stage_3_check_assign(within);
     if (within.here() == code::comma)
@@ -102,27 +100,27 @@ number_form form_of(std::string_view text) {
 }  // namespace
 
 tvr_ast_node* tvr_ast_parser::parse_number(const tvr_src_token* token) {
-    const auto [base, digits] = form_of(token->text);
+    const auto [base, digits] = form_of(token->text());
     if (base == 10 && digits.find_first_of(".eEfF") != std::string_view::npos)
         return parse_float(token);
     uint64_t value = 0;
     const char* end = digits.data() + digits.size();
     const auto read = std::from_chars(digits.data(), end, value, base);
     if (digits.empty() || read.ptr != end)
-        return fail(token, "Invalid number literal '", token->text, "'.");
+        return fail(token, "Invalid number literal '", token->text(), "'.");
     if (read.ec != std::errc())
-        return fail(token, "Integer literal '", token->text, "' is out of range (64 bit).");
+        return fail(token, "Integer literal '", token->text(), "' is out of range (64 bit).");
     auto* node = ast.make<tvr_ast_node_int>(token);
     node->value = int64_t(value);
     return node;
 }
 
 tvr_ast_node* tvr_ast_parser::parse_float(const tvr_src_token* token) {
-    std::string_view digits = token->text;
+    std::string_view digits = token->text();
     if (digits.ends_with('f') || digits.ends_with('F')) {
         digits.remove_suffix(1);
         if (digits.find_first_of("eE") != std::string_view::npos)  // no suffix behind an exponent
-            return fail(token, "Invalid number literal '", token->text, "'.");
+            return fail(token, "Invalid number literal '", token->text(), "'.");
     }
     double value = 0;
     const char* end = digits.data() + digits.size();
@@ -130,7 +128,7 @@ tvr_ast_node* tvr_ast_parser::parse_float(const tvr_src_token* token) {
     const bool tiny = read.ec == std::errc::result_out_of_range &&
                       digits.find('-') != std::string_view::npos;  // only an exponent has a sign
     if (read.ptr != end || (read.ec != std::errc() && !tiny))
-        return fail(token, "Invalid number literal '", token->text, "'.");
+        return fail(token, "Invalid number literal '", token->text(), "'.");
     auto* node = ast.make<tvr_ast_node_float>(token);
     node->value = tiny ? 0.0 : value;
     return node;
@@ -143,19 +141,18 @@ tvr_ast_node* tvr_ast_parser::parse_string(const tvr_src_token* token) {
 }
 
 std::string_view tvr_ast_parser::string_value(const tvr_src_token* token) {
-    if (token->raw || token->text.find('\\') == std::string_view::npos) return token->text;
-    return ast.keep_text(tvr_unescape_string(token->text));
+    if (token->raw || token->text().find('\\') == std::string_view::npos) return token->text();
+    return ast.keep_text(tvr_unescape_string(token->text()));
 }
 
 // [a, b], [key = value], ["key": value]; one comma may stand behind the last element.
 tvr_ast_node* tvr_ast_parser::parse_list(cursor& row) {
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(row.token());
-    const tvr_src_command& square = *row.at;
-    row.take();
+    const tvr_src_command& square = row.take_command();
     auto* list = ast.make<tvr_ast_node_initializer_list>(square.start);
     const size_t mark = nodes.size();
-    for (cursor within = inside(square); !within.done();) {
+    for (cursor within = inside_bracket(square); !within.done();) {
         tvr_ast_node* element = parse_list_element(within);
         if (element == nullptr) return nullptr;
         nodes.push_back(element);
@@ -172,10 +169,10 @@ tvr_ast_node* tvr_ast_parser::parse_list_element(cursor& row) {
     auto* element = ast.make<tvr_ast_node_initializer_list_add>(row.token());
     const bool can_be_key = tvr_is_name(row.here()) || row.here() == code::string_text;
     if (can_be_key && (row.following() == code::assign || row.following() == code::colon)) {
-        element->key_token = row.take();
-        element->key = element->key_token->kind == tvr_token_kind::string
-                           ? string_value(element->key_token)
-                           : element->key_token->text;
+        const tvr_src_token* key = row.take();
+        auto* text = ast.make<tvr_ast_node_string>(key);
+        text->text = key->is(code::string_text) ? string_value(key) : key->text();
+        element->key = text;
         row.take();
     }
     if (row.done() || row.here() == code::comma)
@@ -200,15 +197,15 @@ tvr_ast_node* tvr_ast_parser::parse_define(const tvr_src_token* use,
 
 bool tvr_ast_parser::may_expand(const tvr_src_token* use, const tvr_src_definition& definition) {
     for (const tvr_src_definition* outer : expanding) {
-        if (outer == &definition) return refuse(use, "Recursive #define '", use->text, "'.");
+        if (outer == &definition) return refuse(use, "Recursive #define '", use->text(), "'.");
     }
     if (expanding.size() == TVR_MAX_DEFINE_EXPANSION_DEPTH)
         return refuse(use, "Too many nested #define expansions (limit ",
-                      TVR_MAX_DEFINE_EXPANSION_DEPTH, ") while expanding '", use->text, "'.");
+                      TVR_MAX_DEFINE_EXPANSION_DEPTH, ") while expanding '", use->text(), "'.");
     expanded_tokens += definition.tokens.size();
     if (expanded_tokens <= tvr_max_define_tokens) return true;
     return refuse(use, "Too many tokens from #define expansions (limit ", tvr_max_define_tokens,
-                  ") while expanding '", use->text, "'.");
+                  ") while expanding '", use->text(), "'.");
 }
 
 // A copy of the replacement whose tokens know where they are used.
@@ -217,7 +214,9 @@ tvr_ast_parser::cursor tvr_ast_parser::expand(const tvr_src_token* use,
     const size_t token_count = definition.tokens.size(), count = definition.commands.size();
     auto* tokens = ast.make_array<tvr_src_token>(token_count);
     std::copy(definition.tokens.begin(), definition.tokens.end(), tokens);
-    for (size_t i = 0; i < token_count; ++i) tokens[i].macro_origin = use;
+    auto* origin = ast.make_array<tvr_src_origin>(1);
+    *origin = {definition.tokens.front().view(), use};
+    for (size_t i = 0; i < token_count; ++i) tokens[i].origin = origin;
     auto* commands = ast.make_array<tvr_src_command>(count);
     const tvr_src_token* original = definition.tokens.data();
     for (size_t i = 0; i < count; ++i) {
@@ -225,5 +224,6 @@ tvr_ast_parser::cursor tvr_ast_parser::expand(const tvr_src_token* use,
         commands[i].start = tokens + (commands[i].start - original);
         commands[i].end = tokens + (commands[i].end - original);
     }
-    return {commands, commands + count, tokens + token_count - 1};
+    const tvr_src_token* end = tokens + token_count - 1;
+    return {tokens, end, end, commands};
 }

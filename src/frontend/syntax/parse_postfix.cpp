@@ -33,7 +33,7 @@ tvr_ast_node* tvr_ast_parser::stage_3_check_json(cursor& row, tvr_ast_node* left
 
 tvr_ast_node* tvr_ast_parser::parse_member(cursor& row, tvr_ast_node* left) {
     const tvr_src_token* op = row.take();
-    if (!tvr_is_name(row.here())) return fail(op, "Missing name after '", op->text, "'.");
+    if (!tvr_is_name(row.here())) return fail(op, "Missing name after '", op->text(), "'.");
     auto* node = ast.make<tvr_ast_node_json_literal>(left->start);
     node->left = left;
     node->name = row.take();
@@ -44,10 +44,9 @@ tvr_ast_node* tvr_ast_parser::parse_member(cursor& row, tvr_ast_node* left) {
 tvr_ast_node* tvr_ast_parser::parse_index(cursor& row, tvr_ast_node* left) {
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(row.token());
-    const tvr_src_command& square = *row.at;
-    row.take();
+    const tvr_src_command& square = row.take_command();
     if (is_number(left)) return fail(square.start, "Invalid '[]' expression.");
-    cursor within = inside(square);
+    cursor within = inside_bracket(square);
     if (within.done()) return fail(square.start, "No expression inside json.");
     auto* node = ast.make<tvr_ast_node_json>(left->start);
     node->left = left;
@@ -61,8 +60,7 @@ tvr_ast_node* tvr_ast_parser::parse_call(cursor& row, tvr_ast_node* left) {
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(row.token());
     if (is_lambda(row)) return fail(left->start, "Cannot parse function call or def.");
-    const tvr_src_command& round = *row.at;
-    row.take();
+    const tvr_src_command& round = row.take_command();
     if (is_number(left) || left->type == tvr_ast_node_type::node_string)
         return fail(round.start, "Invalid function call");
     auto* node = ast.make<tvr_ast_node_function_call>(left->start);
@@ -72,7 +70,7 @@ tvr_ast_node* tvr_ast_parser::parse_call(cursor& row, tvr_ast_node* left) {
 
 bool tvr_ast_parser::parse_call_params(const tvr_src_command& round,
                                        tvr_ast_list<tvr_ast_node_function_call_param*>& into) {
-    cursor row = inside(round);
+    cursor row = inside_bracket(round);
     const size_t mark = nodes.size();
     while (!row.done()) {
         tvr_ast_node* param = parse_call_param(row);
@@ -117,17 +115,16 @@ tvr_ast_node* tvr_ast_parser::parse_launch(cursor& row) {
     auto* node = ast.make<tvr_ast_node_launch>(row.take());
     node->async = row.here() == code::word_async && tvr_is_name(row.following());
     if (node->async) row.take();
-    std::string name(row.token()->text);
+    std::string name(row.token()->text());
     tvr_ast_node* callee = parse_word(row);
     while (callee != nullptr && row.here() == code::dot) {
         callee = parse_member(row, callee);
         if (callee != nullptr)
-            name += tvr_join(".", callee->as<tvr_ast_node_json_literal>().name->text);
+            name += tvr_join(".", callee->as<tvr_ast_node_json_literal>().name->text());
     }
     if (callee == nullptr) return nullptr;
     node->callee = callee;
-    const tvr_src_command& round = *row.at;
-    row.take();
+    const tvr_src_command& round = row.take_command();
     if (!parse_call_params(round, node->params)) return nullptr;
     if (row.here() != code::colon)
         return fail(row.token(), "Kernel error: launch needs a domain: 'launch ", name,
@@ -136,5 +133,6 @@ tvr_ast_node* tvr_ast_parser::parse_launch(cursor& row) {
     if (row.done()) return fail(colon, "Kernel error: launch needs a domain after ':'");
     node->domain = parse_choice(row);
     if (node->domain == nullptr || row.done()) return node->domain != nullptr ? node : nullptr;
-    return fail(row.token(), "Kernel error: unexpected '", row.token()->text, "' after the domain");
+    return fail(row.token(), "Kernel error: unexpected '", row.token()->text(),
+                "' after the domain");
 }

@@ -1,16 +1,33 @@
 #include "frontend/syntax/ast_parser.h"
+#include "frontend/syntax/bracket.h"
 
 tvr_ast_parser::tvr_ast_parser(tvr_ast& into, tvr_syntax_report& to) : ast(into), report(to) {}
 
+void tvr_ast_parser::cursor::skip_to(const tvr_src_token* to) {
+    at = to;
+    while (at < end && at->is(code::line_end)) ++at;
+}
+
 tvr_token_code tvr_ast_parser::cursor::following() const {
-    if (at == end) return code::end_of_file;
-    const tvr_src_command* next = at->behind();
-    return next == end ? code::end_of_file : next->start->code;
+    if (done()) return code::end_of_file;
+    cursor look = *this;
+    look.skip_to(tvr_is_open_bracket(at->code) ? next->end + 1 : at + 1);
+    return look.here();
+}
+
+tvr_ast_parser::cursor tvr_ast_parser::inside_statement(const tvr_src_command& statement) {
+    return {statement.start, statement.end + 1, statement.end, &statement + 1};
+}
+
+tvr_ast_parser::cursor tvr_ast_parser::inside_bracket(const tvr_src_command& bracket) {
+    cursor row{bracket.start, bracket.end, bracket.end, &bracket + 1};
+    row.skip_to(bracket.start + 1);
+    return row;
 }
 
 bool tvr_ast_parser::stage_3_create_ast() {
     const tvr_src_command_view& view = ast.command_view();
-    for (const tvr_src_command* at = view.begin(); at != view.end(); at = at->behind()) {
+    for (const tvr_src_command* at = view.begin(); at != view.end(); at += at->span) {
         tvr_ast_node* node = stage_3_parse_cmd(*at);
         if (node == nullptr) return false;
         nodes.push_back(node);
@@ -21,14 +38,14 @@ bool tvr_ast_parser::stage_3_create_ast() {
 
 std::nullptr_t tvr_ast_parser::fail_unexpected(const tvr_src_token* token) {
     constexpr size_t longest_shown = 60;
-    std::string text(token->text.substr(0, longest_shown));
-    if (token->text.size() > longest_shown) text += "...";
+    std::string text(token->text().substr(0, longest_shown));
+    if (token->length > longest_shown) text += "...";
     return fail(token, "Unexpected token '", text,
                 "' after expression (missing operator or ';'?).");
 }
 
 tvr_ast_node* tvr_ast_parser::stage_3_parse_cmd(const tvr_src_command& statement) {
-    cursor row = inside(statement);
+    cursor row = inside_statement(statement);
     bool matched = false;
     tvr_ast_node* node = stage_3_check_structured(row, matched);
     if (!matched) node = parse_expression_statement(row);
@@ -49,11 +66,7 @@ tvr_ast_node* tvr_ast_parser::stage_3_check_structured(cursor& row, bool& matche
     case code::word_continue: return parse_jump(row);
     case code::word_using:
     case code::word_import: return parse_using(row);
-    case code::curly_open: {
-        const tvr_src_command& curly = *row.at;
-        row.take();
-        return parse_block(curly);
-    }
+    case code::curly_open: return parse_block(row.take_command());
     default: return parse_leading_words(row, matched);
     }
 }
@@ -62,7 +75,7 @@ tvr_ast_node* tvr_ast_parser::parse_expression_statement(cursor& row) {
     if (is_launch(row)) return parse_launch(row);
     const auto& definitions = ast.command_view().definitions;
     if (row.following() == code::end_of_file && !definitions.empty()) {
-        const auto found = definitions.find(row.token()->text);
+        const auto found = definitions.find(row.token()->text());
         if (row.here() == code::identifier && found != definitions.end() &&
             found->second.commands.empty())
             return ast.make<tvr_ast_node_noop>(row.take());
@@ -93,8 +106,9 @@ bool tvr_ast_parser::parse_statements(const tvr_src_command& curly,
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return refuse(curly.start, TVR_NESTING_MESSAGE);
     const size_t mark = nodes.size();
-    for (cursor row = inside(curly); !row.done(); row.take()) {
-        tvr_ast_node* statement = stage_3_parse_cmd(*row.at);
+    const tvr_src_command* end = &curly + curly.span;
+    for (const tvr_src_command* at = &curly + 1; at != end; at += at->span) {
+        tvr_ast_node* statement = stage_3_parse_cmd(*at);
         if (statement == nullptr) return false;
         nodes.push_back(statement);
     }
@@ -110,17 +124,20 @@ tvr_ast_node_sub_block* tvr_ast_parser::parse_block(const tvr_src_command& curly
 
 // The block or the one statement behind a head. An empty statement makes an empty block.
 tvr_ast_node_sub_block* tvr_ast_parser::parse_body(cursor& row) {
-    const tvr_src_command& body = *row.at;
-    row.take();
+    const tvr_src_command& body = row.take_command();
     if (body.kind == tvr_command_kind::curly) return parse_block(body);
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(body.start);
-    auto* block = ast.make<tvr_ast_node_sub_block>(body.start);
-    block->end = body.end;
-    if (body.span == 1) return block;
+    auto* block = ast.make<tvr_ast_node_sub_block>(body.is_empty() ? row.token() : body.start);
+    block->end = body.is_empty() ? row.token() : body.end;
+    if (body.is_empty()) {
+        row.take();
+        return block;
+    }
+    if (row.here() == code::semicolon) row.take();  // of the body, no statement of its own
     tvr_ast_node* statement = stage_3_parse_cmd(body);
     if (statement == nullptr) return nullptr;
-    block->statements = ast.keep<tvr_ast_node*>(&statement, 1);
+    block->statements = ast.make_list<tvr_ast_node*>(1, [&](size_t) { return statement; });
     return block;
 }
 
@@ -135,8 +152,7 @@ tvr_ast_node* tvr_ast_parser::parse_conditions(cursor& row) {
             break;
         }
         if (start->is(code::word_else)) row.take();
-        const tvr_src_command& round = *row.at;
-        row.take();
+        const tvr_src_command& round = row.take_command();
         auto* condition = ast.make<tvr_ast_node_condition>(start);
         condition->condition = parse_condition(round);
         if (condition->condition == nullptr) return nullptr;
@@ -149,7 +165,7 @@ tvr_ast_node* tvr_ast_parser::parse_conditions(cursor& row) {
 }
 
 tvr_ast_node* tvr_ast_parser::parse_condition(const tvr_src_command& round) {
-    cursor row = inside(round);
+    cursor row = inside_bracket(round);
     if (row.done()) return fail(round.start, "if statement without condition");
     tvr_ast_node* condition = stage_3_check_assign(row);
     if (row.here() == code::comma || row.here() == code::semicolon)
@@ -159,8 +175,7 @@ tvr_ast_node* tvr_ast_parser::parse_condition(const tvr_src_command& round) {
 
 tvr_ast_node* tvr_ast_parser::parse_loop(cursor& row) {
     auto* loop = ast.make<tvr_ast_node_loop>(row.take());
-    const tvr_src_command& round = *row.at;
-    row.take();
+    const tvr_src_command& round = row.take_command();
     if (!parse_loop_head(round, *loop)) return nullptr;
     ++loops;
     loop->body = parse_body(row);
@@ -170,7 +185,7 @@ tvr_ast_node* tvr_ast_parser::parse_loop(cursor& row) {
 
 // (condition) or (initializer; condition; increment)
 bool tvr_ast_parser::parse_loop_head(const tvr_src_command& round, tvr_ast_node_loop& loop) {
-    cursor row = inside(round);
+    cursor row = inside_bracket(round);
     tvr_ast_node* first = nullptr;
     if (!row.done() && row.here() != code::semicolon) {
         first = parse_commands(row);
@@ -208,9 +223,8 @@ tvr_ast_node* tvr_ast_parser::parse_try(cursor& row) {
     if (node->body == nullptr) return nullptr;
     if (row.here() != code::word_catch) return fail(node->start, "Invalid try block.");
     row.take();
-    const tvr_src_command& round = *row.at;
-    row.take();
-    cursor head = inside(round);
+    const tvr_src_command& round = row.take_command();
+    cursor head = inside_bracket(round);
     if (head.done()) return fail(round.start, "Invalid catch condition");
     if (head.following() != code::end_of_file || !tvr_is_name(head.here()) ||
         tvr_is_reserved_word(head.here()))
@@ -241,14 +255,11 @@ tvr_ast_node* tvr_ast_parser::parse_using(cursor& row) {
     const size_t mark = words.size();
     for (;;) {
         if (!tvr_is_name(row.here()))
-            return fail(before, "Missing name after '", before->text, "'.");
+            return fail(before, "Missing name after '", before->text(), "'.");
         words.push_back({row.take(), nullptr});
         if (row.here() != code::dot && row.here() != code::scope) break;
         before = row.take();
     }
-    auto* path = ast.make_array<const tvr_src_token*>(words.size() - mark);
-    for (size_t i = mark; i < words.size(); ++i) path[i - mark] = words[i].word;
-    node->path = {path, words.size() - mark};
-    words.resize(mark);
+    node->path = take_names(mark);
     return node;
 }

@@ -14,16 +14,15 @@ using code = tvr_token_code;
 
 // Behind the directive's last token stands the line's end.
 bool ends_line(const tvr_src_token& token) {
-    return token.kind == tvr_token_kind::line_end || token.is(code::end_of_file);
+    return token.is(code::line_end) || token.is(code::end_of_file);
 }
 
 void replace_place_word(tvr_src_token_view& view, tvr_src_token& token) {
     if (token.is(code::word___LINE__)) {
-        token.text = view.keep_text(std::to_string(token.line));
+        token.set_text(view.keep_text(std::to_string(token.line)));
         token.code = code::number;
     } else if (token.is(code::word___DIR__)) {
-        token.text = view.keep_text(tvr_absolute_folder_of(view.path));
-        token.kind = tvr_token_kind::string;
+        token.set_text(view.keep_text(tvr_absolute_folder_of(view.path)));
         token.code = code::string_text;
         token.raw = true;
     }
@@ -36,8 +35,8 @@ std::vector<tvr_declaration> collect_declarations(const tvr_src_token_view& unit
         const tvr_src_token& token = unit.tokens[i];
         if (!tvr_is_declaration_place(token)) continue;
         if (found.empty()) first = i;
-        for (const tvr_declaration& declaration : token.view->declarations)
-            if (declaration.text.data() == token.text.data()) found.push_back(declaration);
+        for (const tvr_declaration& declaration : token.view()->declarations)
+            if (declaration.text.data() == token.begin) found.push_back(declaration);
     }
     return found;
 }
@@ -88,7 +87,7 @@ bool tvr_lexer::take_include(tvr_src_token_view& view, size_t& at,
                              std::vector<tvr_src_token>& out) {
     const tvr_src_token& name = view.get_token(at + 2);
     const tvr_src_token& behind = view.get_token(at + 3);
-    const bool named = name.kind == tvr_token_kind::string || tvr_is_name(name.code);
+    const bool named = name.is(code::string_text) || tvr_is_name(name.code);
     if (!named || !(ends_line(behind) || behind.is(code::semicolon))) {
         report.syntax_error(&view.tokens[at], "invalid include directive");
         return false;
@@ -99,10 +98,10 @@ bool tvr_lexer::take_include(tvr_src_token_view& view, size_t& at,
 
 bool tvr_lexer::include_file(tvr_src_token_view& view, const tvr_src_token& name,
                              std::vector<tvr_src_token>& out) {
-    const std::string path = tvr_find_include(view.directory, std::string(name.text));
+    const std::string path = tvr_find_include(view.directory, std::string(name.text()));
     std::string text;
     if (path.empty() || !tvr_filesys_local().read(path, text)) {
-        report.syntax_error(&name, "File not found: ", name.text);
+        report.syntax_error(&name, "File not found: ", name.text());
         return false;
     }
     if (included_paths.count(tvr_unique_path(path)) > 0) {
@@ -169,8 +168,7 @@ bool tvr_lexer::place_declarations(tvr_src_token_view& view) {
     made->generated = true;
     if (!tvr_tokenizer(*made, report).run()) return false;
     made->declarations.push_back(found.front());
-    for (tvr_src_token& token : made->tokens)
-        token.macro_origin = &made->declarations.front().start;
+    made->origin.macro_origin = &made->declarations.front().start;
     const auto where = view.tokens.begin() + ptrdiff_t(first) + 1;
     view.tokens.insert(where, made->tokens.begin(), made->tokens.end() - 1);
     made->tokens = {};

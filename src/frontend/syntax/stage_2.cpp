@@ -10,7 +10,7 @@ using code = tvr_token_code;
 using position = const tvr_src_token*;
 
 position skip_line_ends(position at) {
-    while (at->kind == tvr_token_kind::line_end) ++at;
+    while (at->is(code::line_end)) ++at;
     return at;
 }
 
@@ -28,7 +28,7 @@ bool tvr_stage_2::stage_2_top_level(const tvr_src_token* first) {
     position at = skip_line_ends(first);
     while (at != nullptr && !at->is(code::end_of_file)) {
         at = tvr_is_close_bracket(at->code)
-                 ? fail(at, tvr_join("Invalid closing bracket: ", at->text))
+                 ? fail(at, tvr_join("Invalid closing bracket: ", at->text()))
                  : stage_2_process_statement(at);
         if (at != nullptr) at = skip_line_ends(at);
     }
@@ -49,10 +49,6 @@ size_t tvr_stage_2::open(tvr_command_kind kind, position start) {
 void tvr_stage_2::close(size_t index, position end) {
     commands[index].end = end;
     commands[index].span = uint32_t(commands.size() - index);
-}
-
-void tvr_stage_2::add(tvr_command_kind kind, position token) {
-    commands.push_back({token, token, 1, kind});
 }
 
 position tvr_stage_2::fail(position where, std::string message) {
@@ -85,10 +81,7 @@ position tvr_stage_2::stage_2_process_statement(position at) {
     case code::word_catch: return stage_2_process_for_if_else(at);
     default: break;
     }
-    const size_t index = commands.size();
-    const position behind = stage_2_process_generic(at);
-    if (is_empty_statement(index)) commands.pop_back();  // a lone `;` does nothing
-    return behind;
+    return at->is(code::semicolon) ? at + 1 : stage_2_process_generic(at);
 }
 
 // Up to a `;`, the `}` of a block that was opened in the statement, or the end of what it stands
@@ -101,14 +94,10 @@ position tvr_stage_2::stage_2_process_generic(position at) {
             ++at;
             break;
         }
-        if (at->kind == tvr_token_kind::line_end) {
-            ++at;
-            continue;
-        }
-        const bool block = at->is(code::curly_open);
+        const bool block = at->is(code::curly_open), line_end = at->is(code::line_end);
         const position behind = take_in_list(at);
         if (behind == nullptr) return nullptr;
-        last = behind - 1;
+        if (!line_end) last = behind - 1;
         at = behind;
         if (block) break;
     }
@@ -119,18 +108,14 @@ position tvr_stage_2::stage_2_process_generic(position at) {
 // One token or bracket of an expression.
 position tvr_stage_2::take_in_list(position at) {
     switch (at->code) {
-    case code::line_end: return at + 1;
     case code::round_open: return take_list(at, tvr_command_kind::round, code::round_close);
     case code::square_open: return take_list(at, tvr_command_kind::square, code::square_close);
     case code::curly_open: return take_block(at);
     case code::round_close:
     case code::square_close:
-    case code::curly_close: return fail(at, tvr_join("Invalid closing bracket: ", at->text));
-    default: break;
+    case code::curly_close: return fail(at, tvr_join("Invalid closing bracket: ", at->text()));
+    default: return at + 1;
     }
-    const bool word = at->kind == tvr_token_kind::word;
-    add(word ? tvr_command_kind::word : tvr_command_kind::symbol, at);
-    return at + 1;
 }
 
 position tvr_stage_2::take_list(position at, tvr_command_kind kind, tvr_token_code closing) {
@@ -156,7 +141,7 @@ position tvr_stage_2::take_block(position at) {
     while (!at->is(code::curly_close)) {
         if (at->is(code::end_of_file)) return fail(opening, "Cannot find closing bracket.");
         if (tvr_is_close_bracket(at->code))
-            return fail(at, tvr_join("Invalid closing bracket: ", at->text));
+            return fail(at, tvr_join("Invalid closing bracket: ", at->text()));
         at = stage_2_process_statement(at);
         if (at == nullptr) return nullptr;
         at = skip_line_ends(at);
@@ -190,17 +175,15 @@ position tvr_stage_2::stage_2_process_for_if_else(position at) {
 
 // The words of a head and its parenthesis; returns what stands behind.
 position tvr_stage_2::take_head(position word) {
-    add(tvr_command_kind::word, word);
     position at = skip_line_ends(word + 1);
     if (word->is(code::word_try)) return at;
     if (word->is(code::word_else)) {
         if (!at->is(code::word_if)) return at;
         word = at;
-        add(tvr_command_kind::word, word);
         at = skip_line_ends(word + 1);
     }
     if (!at->is(code::round_open))
-        return fail(word, tvr_join("Expected '()' after '", word->text, "'."));
+        return fail(word, tvr_join("Expected '()' after '", word->text(), "'."));
     return take_list(at, tvr_command_kind::round, code::round_close);
 }
 
@@ -215,21 +198,22 @@ position tvr_stage_2::take_body(position at) {
     if (ends_statement(at->code)) return fail(at, "Expected codeblock after statement.");
     const tvr_nesting_level level(depth);
     if (level.too_deep()) return fail_nesting(at);
-    // Here an empty statement stays: it is the body.
-    return at->is(code::semicolon) ? stage_2_process_generic(at) : stage_2_process_statement(at);
+    if (!at->is(code::semicolon)) return stage_2_process_statement(at);
+    commands.push_back({nullptr, nullptr, 1, tvr_command_kind::statement});  // an empty body
+    return at + 1;
 }
 
 position tvr_stage_2::stage_2_process_directive(position at) {
     const position name = at + 2;
-    if (at[1].text != "define" || at[1].kind != tvr_token_kind::word || !tvr_is_name(name->code))
+    if (at[1].text() != "define" || !tvr_is_name(at[1].code) || !tvr_is_name(name->code))
         return fail(at, "Invalid directive.");
     tvr_src_definition definition;
     at = take_definition_text(name + 1, definition.tokens);
-    tvr_log().verbose("DEF ", name->text);
+    tvr_log().verbose("DEF ", name->text());
     tvr_stage_2 inside(view, definition.commands, report);
     inside.depth = depth;
     if (!inside.take_replacement(definition.tokens.data())) return nullptr;
-    view.definitions[name->text] = std::move(definition);
+    view.definitions[name->text()] = std::move(definition);
     return at;
 }
 
@@ -247,7 +231,6 @@ position tvr_stage_2::take_definition_text(position at, std::vector<tvr_src_toke
     }
     tvr_src_token& last = tokens.emplace_back(*at);
     last.code = code::end_of_file;
-    last.kind = tvr_token_kind::symbol;
-    last.text = {};
+    last.set_text({});
     return at;
 }

@@ -40,8 +40,6 @@ private:
 
     size_t open(tvr_command_kind kind, position start);
     void close(size_t index, position end);
-    void add(tvr_command_kind kind, position token);
-    bool is_empty_statement(size_t index) const { return index + 1 == commands.size(); }
     position fail(position where, std::string message);
     position fail_nesting(position where);
     bool report_failure(position first);

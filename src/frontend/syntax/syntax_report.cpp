@@ -9,13 +9,13 @@ namespace {
 constexpr size_t rule_dashes = 60;
 
 bool has_place(const tvr_src_token* token) {
-    return token != nullptr && token->view != nullptr;
+    return token != nullptr && token->view() != nullptr;
 }
 
 std::string with_place(const tvr_src_token& token, std::string_view message) {
     const tvr_src_token& use = tvr_place_of_use(token);
     std::string text = tvr_join(tvr_source_excerpt(use), message);
-    if (&use != &token && has_place(&token) && !token.view->generated) {
+    if (&use != &token && has_place(&token) && !token.view()->generated) {
         std::string definition = tvr_source_excerpt(token);
         definition.pop_back();  // the last line feed
         text += tvr_join("\nin a definition:\n", definition);
@@ -39,7 +39,7 @@ void tvr_syntax_report::print_error(const tvr_src_token* token, std::string mess
     error.message = std::move(message);
     if (!has_place(token)) return;
     const tvr_src_token& use = tvr_place_of_use(*token);
-    error.path = use.view->path;
+    error.path = use.view()->path;
     error.line = use.line;
     error.column = use.column;
 }

@@ -49,13 +49,14 @@ tvr_tokenizer::tvr_tokenizer(tvr_src_token_view& into, tvr_syntax_report& to)
 bool tvr_tokenizer::run() {
     if (view.source.size() > tvr_max_source_bytes)
         return fail(here(), "The source is too large (limit 64 MiB).");
-    constexpr size_t usual_token_bytes = 4;
-    view.tokens.reserve(view.source.size() / usual_token_bytes + 16);
+    // Room for dense code: what is not used costs nothing, and moving costs as much as the rest.
+    constexpr size_t fewest_token_bytes = 3;
+    view.tokens.reserve(view.source.size() / fewest_token_bytes + 16);
     while (at < end)
         if (!take_token()) return false;
-    if (view.tokens.empty() || view.tokens.back().kind != tvr_token_kind::line_end)
-        emit(tvr_token_kind::line_end, tvr_token_code::line_end, text_from(at), here());
-    emit(tvr_token_kind::symbol, tvr_token_code::end_of_file, text_from(at), here());
+    if (view.tokens.empty() || !view.tokens.back().is(tvr_token_code::line_end))
+        emit(tvr_token_code::line_end, text_from(at), here());
+    emit(tvr_token_code::end_of_file, text_from(at), here());
     view.lines = line;
     return true;
 }
@@ -87,15 +88,13 @@ bool tvr_tokenizer::take_token() {
     return true;
 }
 
-tvr_src_token& tvr_tokenizer::emit(tvr_token_kind kind, tvr_token_code code, std::string_view text,
-                                   const place& from) {
+tvr_src_token& tvr_tokenizer::emit(tvr_token_code code, std::string_view text, const place& from) {
     tvr_src_token& token = view.tokens.emplace_back();
-    token.kind = kind;
-    token.code = code;
-    token.text = text;
+    token.set_text(text);
+    token.origin = &view.origin;
     token.line = from.line;
     token.column = from.column;
-    token.view = &view;
+    token.code = code;
     return token;
 }
 
@@ -107,7 +106,7 @@ bool tvr_tokenizer::fail(const place& where, std::string_view message) {
     tvr_src_token token;
     token.line = where.line;
     token.column = where.column;
-    token.view = &view;
+    token.origin = &view.origin;
     report.syntax_error(&token, message);
     return false;
 }
@@ -146,11 +145,10 @@ bool tvr_tokenizer::is_high_space(size_t& bytes) const {
 
 void tvr_tokenizer::take_line_end() {
     const place from = here();
-    const bool repeated =
-        !view.tokens.empty() && view.tokens.back().kind == tvr_token_kind::line_end;
+    const bool repeated = !view.tokens.empty() && view.tokens.back().is(tvr_token_code::line_end);
     const char* feed = at;
     start_line();
-    if (!repeated) emit(tvr_token_kind::line_end, tvr_token_code::line_end, text_from(feed), from);
+    if (!repeated) emit(tvr_token_code::line_end, text_from(feed), from);
 }
 
 void tvr_tokenizer::take_line_comment() {
@@ -179,7 +177,7 @@ void tvr_tokenizer::take_word() {
     skip_word_rest();
     const std::string_view text = text_from(from.at);
     const tvr_token_code code = tvr_find_word_code(text);
-    emit(tvr_token_kind::word, code, text, from);
+    emit(code, text, from);
     if (code <= tvr_token_code::word_map) return;
     if (code == tvr_token_code::word_kernel) view.has_kernel_words = true;
     if (code == tvr_token_code::word___DIR__ || code == tvr_token_code::word___LINE__)
@@ -206,7 +204,7 @@ void tvr_tokenizer::take_symbol() {
         length = 1;
     }
     at += length;
-    emit(tvr_token_kind::symbol, code, {from.at, length}, from);
+    emit(code, {from.at, length}, from);
     if (code == tvr_token_code::hash) view.has_directives = true;
 }
 
@@ -227,7 +225,7 @@ bool tvr_tokenizer::take_number() {
         if (!has_exponent && (*at | 0x20) == 'f') ++at;
     }
     skip_word_rest();
-    emit(tvr_token_kind::word, tvr_token_code::number, text_from(from.at), from);
+    emit(tvr_token_code::number, text_from(from.at), from);
     return true;
 }
 
@@ -253,7 +251,7 @@ bool tvr_tokenizer::take_exponent(const place& from, bool& taken) {
 }
 
 void tvr_tokenizer::emit_string(std::string_view text, const place& from, bool raw) {
-    emit(tvr_token_kind::string, tvr_token_code::string_text, text, from).raw = raw;
+    emit(tvr_token_code::string_text, text, from).raw = raw;
 }
 
 bool tvr_tokenizer::take_string() {

@@ -28,8 +28,7 @@ private:
 
     bool take_token();
     place here() const { return {at, line, uint32_t(at - line_start) + 1}; }
-    tvr_src_token& emit(tvr_token_kind kind, tvr_token_code code, std::string_view text,
-                        const place& from);
+    tvr_src_token& emit(tvr_token_code code, std::string_view text, const place& from);
     std::string_view text_from(const char* from) const { return {from, size_t(at - from)}; }
     char peek(size_t ahead) const;
     bool fail(const place& where, std::string_view message);

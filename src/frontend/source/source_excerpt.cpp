@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string_view>
-#include <vector>
 
 #include "base/join.h"
 #include "frontend/source/token_view.h"
@@ -22,28 +21,39 @@ std::string_view line_of(std::string_view source, uint32_t line) {
     return text;
 }
 
-// One code point of the line: what is shown of it, and what stands below it left of the caret.
-struct cell {
-    std::string shown;
-    std::string padding;
+// The columns of a line that are shown; a line may be as long as the whole source.
+struct window {
+    size_t first, last;  // last is the one behind
+    bool cut;            // whether the line goes on there
 };
 
-// Bytes that could confuse a terminal are shown as question marks.
-std::vector<cell> cells_of(std::string_view line) {
-    std::vector<cell> cells;
-    while (!line.empty()) {
-        const tvr_code_point point = tvr_decode_utf8(line);
-        const bool control = point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0);
-        if (point.value == '\t')
-            cells.push_back({"\t", "\t"});
-        else if (control || !point.well_formed)
-            cells.push_back({"?", " "});
-        else
-            cells.push_back({std::string(line.substr(0, point.bytes)),
-                             std::string(size_t(tvr_display_width(point.value)), ' ')});
-        line.remove_prefix(point.bytes);
+window window_of(std::string_view line, size_t caret) {
+    constexpr size_t half = tvr_longest_excerpt / 2;
+    const size_t enough = std::max(caret + tvr_longest_excerpt, tvr_longest_excerpt + 1);
+    size_t columns = 0;
+    for (; columns < enough && !line.empty(); ++columns)
+        line.remove_prefix(tvr_decode_utf8(line).bytes);
+    if (columns <= tvr_longest_excerpt) return {0, columns, false};
+    const size_t first = caret > half ? caret - half : 0;
+    const size_t last = std::min(columns, first + tvr_longest_excerpt);
+    return {first, last, last < columns || !line.empty()};
+}
+
+// What is shown of a code point, and what stands below it left of the caret. Bytes that could
+// confuse a terminal are shown as question marks.
+void append_column(std::string_view bytes, const tvr_code_point& point, std::string& shown,
+                   std::string& padding) {
+    const bool control = point.value < 0x20 || (point.value >= 0x7F && point.value < 0xA0);
+    if (point.value == '\t') {
+        shown += '\t';
+        padding += '\t';
+    } else if (control || !point.well_formed) {
+        shown += '?';
+        padding += ' ';
+    } else {
+        shown += bytes.substr(0, point.bytes);
+        padding.append(size_t(tvr_display_width(point.value)), ' ');
     }
-    return cells;
 }
 
 }  // namespace
@@ -55,22 +65,23 @@ const tvr_src_token& tvr_place_of_use(const tvr_src_token& token) {
 }
 
 std::string tvr_source_excerpt(const tvr_src_token& token) {
-    constexpr std::string_view cut = "...", gutter = " | ";
-    const std::vector<cell> cells = cells_of(line_of(token.view()->source, token.line));
-    const size_t caret = std::min(size_t(token.column) - 1, cells.size());
-    size_t first = 0, last = cells.size();
-    if (cells.size() > tvr_longest_excerpt) {
-        first = caret > tvr_longest_excerpt / 2 ? caret - tvr_longest_excerpt / 2 : 0;
-        last = std::min(cells.size(), first + tvr_longest_excerpt);
-    }
-    std::string shown(gutter), below(gutter);
-    if (first > 0) {
+    constexpr std::string_view cut = "...";
+    std::string_view line = line_of(token.view()->source, token.line);
+    const size_t caret = size_t(token.column) - 1;
+    const window show = window_of(line, caret);
+    std::string shown, below;
+    if (show.first > 0) {
         shown += cut;
         below.append(cut.size(), ' ');
     }
-    for (size_t i = first; i < last; ++i) shown += cells[i].shown;
-    for (size_t i = first; i < caret; ++i) below += cells[i].padding;
-    if (last < cells.size()) shown += cut;
-    return tvr_join("--> ", token.view()->path, ":", token.line, ":", token.column, "\n", shown,
-                    "\n", below, "^~~~~\n");
+    for (size_t column = 0; column < show.last; ++column) {
+        const tvr_code_point point = tvr_decode_utf8(line);
+        std::string beyond;
+        if (column >= show.first)
+            append_column(line, point, shown, column < caret ? below : beyond);
+        line.remove_prefix(point.bytes);
+    }
+    if (show.cut) shown += cut;
+    return tvr_join("--> ", token.view()->path, ":", token.line, ":", token.column, "\n | ", shown,
+                    "\n | ", below, "^~~~~\n");
 }

@@ -74,7 +74,6 @@
     WORD(continue)               \
     WORD(class)                  \
     WORD(struct)                 \
-    WORD(cstruct)                \
     WORD(interface)              \
     WORD(def)                    \
     WORD(noexcept)               \
@@ -121,6 +120,7 @@
     WORD(launch)              \
     WORD(async)               \
     WORD(inline)              \
+    WORD(cstruct)             \
     WORD(const)               \
     WORD(__DIR__)             \
     WORD(__LINE__)

@@ -25,11 +25,12 @@ std::string word_text(const tvr_ast_word& word) {
 }
 
 std::string keywords_text(const tvr_ast_list<tvr_ast_word>& keywords) {
-    if (keywords.empty()) return {};
-    std::string text = " [";
-    for (const tvr_ast_word& word : keywords)
-        text += (text.size() > 2 ? " " : "") + word_text(word);
-    return text + "]";
+    std::string text;
+    for (const tvr_ast_word& word : keywords) {
+        text += text.empty() ? " [" : " ";
+        text += word_text(word);
+    }
+    return text.empty() ? text : text + "]";
 }
 
 std::string names_text(const tvr_ast_list<const tvr_src_token*>& names, const char* separator) {
@@ -55,7 +56,8 @@ std::string quoted(std::string_view text) {
 
 std::string function_text(const tvr_ast_node_function_def& function) {
     std::string text(function.lambda ? "lambda" : function.name->text());
-    if (function.return_type.word != nullptr) text += " returns " + word_text(function.return_type);
+    if (function.return_type.word != nullptr)
+        text += tvr_join(" returns ", word_text(function.return_type));
     text += keywords_text(function.keywords);
     return text + (function.no_except ? " noexcept" : "");
 }
@@ -63,14 +65,14 @@ std::string function_text(const tvr_ast_node_function_def& function) {
 std::string param_text(const tvr_ast_node_function_def_param& param) {
     std::string text(param.by_reference ? "&" : "");
     text += param.name->text();
-    if (param.declared.word != nullptr) text += " " + word_text(param.declared);
+    if (param.declared.word != nullptr) text += tvr_join(" ", word_text(param.declared));
     return text + keywords_text(param.keywords);
 }
 
 std::string class_text(const tvr_ast_node_class_def& node) {
     std::string text(node.is_interface ? "interface " : "");
     text += node.name->text();
-    if (!node.bases.empty()) text += " : " + names_text(node.bases, ", ");
+    if (!node.bases.empty()) text += tvr_join(" : ", names_text(node.bases, ", "));
     return text + keywords_text(node.keywords);
 }
 

@@ -4,7 +4,12 @@ option(TAVRO_TOOLS "Build the bridge simulator and the developers' tools" ON)
 option(TAVRO_TESTS "Build the tests" ON)
 option(TAVRO_BENCH "Build the benchmarks" OFF)
 option(TAVRO_FUZZ "Build the fuzz targets (clang)" OFF)
-option(TAVRO_WERROR "Warnings are errors" OFF)
+if(DEFINED ENV{CI})
+    set(werror ON)
+else()
+    set(werror OFF)
+endif()
+option(TAVRO_WERROR "Warnings are errors; on by default where CI is set" ${werror})
 set(TAVRO_SANITIZE "" CACHE STRING "Sanitizers for every target, such as address,undefined")
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
@@ -14,7 +19,6 @@ endif()
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
-set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_VERIFY_INTERFACE_HEADER_SETS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
@@ -27,6 +31,10 @@ if(TAVRO_CCACHE)
         CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
         ${TAVRO_CCACHE})
 endif()
+
+# Everything may end in the shared module. Said as an option, since CMake would give programs
+# -fPIE instead, and they could not share the precompiled header.
+add_compile_options(-fPIC)
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
     -Woverloaded-virtual -Wnull-dereference)

@@ -1,0 +1,58 @@
+# The front door. Everything else is CMake presets: see CMakePresets.json.
+
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 30
+RECORDING ?= examples/recordings/club-night.jsonl
+JOBS ?= $(shell nproc)
+
+.PHONY: help build run test bench asan tsan fuzz format lint install clean
+
+help:
+	@echo 'make run      play the example recording and show the decks live'
+	@echo 'make build    programs in build/release/bin/'
+	@echo 'make test     every test'
+	@echo 'make bench    benchmarks, with their references beside them'
+	@echo 'make asan, make tsan    the tests under the sanitizers'
+	@echo 'make fuzz     each fuzz target for FUZZ_SECONDS ($(FUZZ_SECONDS))'
+	@echo 'make format, make lint  clang-format; clang-tidy, includes, headers'
+	@echo 'make install PREFIX=$(PREFIX)'
+
+build:
+	@tools/setup build
+	@cmake --preset release
+	@cmake --build --preset release -j $(JOBS)
+
+run: build
+	@build/release/bin/tavro monitor $(RECORDING)
+
+test: build
+	@ctest --preset release
+
+bench: build
+	@tools/run_bench build/release
+
+asan tsan:
+	@tools/setup checks
+	@cmake --preset $@
+	@cmake --build --preset $@ -j $(JOBS)
+	@ctest --preset $@
+
+fuzz:
+	@tools/setup checks
+	@cmake --preset fuzz
+	@cmake --build --preset fuzz -j $(JOBS)
+	@tools/run_fuzz build/fuzz $(FUZZ_SECONDS)
+
+format:
+	@tools/setup checks
+	@git ls-files '*.h' '*.cpp' '*.c' | xargs clang-format -i
+
+lint:
+	@tools/setup checks
+	@tools/lint
+
+install: build
+	@cmake --install build/release --prefix $(PREFIX)
+
+clean:
+	@rm -rf build

@@ -18,6 +18,7 @@ void add_monitor(CLI::App& app, command_run& chosen) {
     command->add_option("--for", asked->for_seconds, "end after this many seconds")
         ->check(CLI::PositiveNumber);
     command->add_flag("--json", asked->json, "print a snapshot a second as a line of JSON");
+    command->add_option("--png", asked->png, "write the picture of the decks at the end");
     command->callback([asked, &chosen] { chosen = [asked] { return monitor::run(*asked); }; });
 }
 

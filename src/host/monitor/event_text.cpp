@@ -98,20 +98,17 @@ constexpr event_row rows[] = {
     {"warn", message_words},        {"error", message_words},
 };
 
-// An event of a kind that nobody taught us shows its payload as it is.
-std::string raw_words(const json& data) {
-    return data.dump(-1, ' ', false, json::error_handler_t::replace);
-}
-
 }  // namespace
 
-std::string event_text(const deckbus::event& e) {
+std::string event_words(const deckbus::event& e) {
     for (const event_row& row : rows) {
-        if (e.kind == row.kind) {
-            return safe_text(formatted("%-12s  ", row.kind) + row.words(e.data));
-        }
+        if (e.kind == row.kind) return safe_text(row.words(e.data));
     }
-    return safe_text(e.kind + "  " + raw_words(e.data));
+    return safe_text(e.data.dump(-1, ' ', false, json::error_handler_t::replace));
+}
+
+std::string event_text(const deckbus::event& e) {
+    return safe_text(formatted("%-12s  ", e.kind.c_str())) + event_words(e);
 }
 
 }  // namespace monitor

@@ -1,6 +1,6 @@
 #pragma once
 
-// An event as one line for people. Pure function, any thread.
+// An event in words for people. Pure functions, any thread.
 
 #include <string>
 
@@ -8,7 +8,10 @@
 
 namespace monitor {
 
-// Kind and payload, without time and without line end; safe for a terminal.
+// The payload in words, safe for a terminal. An event of an unknown kind shows it as it is.
+std::string event_words(const deckbus::event& e);
+
+// Kind and payload as one line without its end.
 std::string event_text(const deckbus::event& e);
 
 }  // namespace monitor

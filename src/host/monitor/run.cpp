@@ -1,9 +1,13 @@
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
 #include "host/command.h"
+#include "host/monitor/collector.h"
 #include "host/monitor/modes.h"
 #include "host/monitor/options.h"
+#include "host/monitor/poster.h"
 #include "host/monitor/source.h"
 
 namespace monitor {
@@ -12,7 +16,15 @@ namespace {
 
 int run_mode(const watch& w) {
     if (w.asked.json) return run_json(w);
-    return run_text(w);
+    return isatty(STDOUT_FILENO) != 0 ? run_live(w) : run_text(w);
+}
+
+int save_poster(const watch& w) {
+    std::string error;
+    const raster picture = draw_poster(collector(w.session).collect(deckbus::now_s()));
+    if (write_png(picture, w.asked.png, error)) return host::exit_ok;
+    std::fprintf(stderr, "tavro: %s\n", error.c_str());
+    return host::exit_failed;
 }
 
 }  // namespace
@@ -36,7 +48,9 @@ int run(const options& asked) {
         return host::exit_failed;
     }
     const watch w{asked, session, signals, deckbus::now_s()};
-    return run_mode(w);
+    const int status = run_mode(w);
+    const int saved = asked.png.empty() ? host::exit_ok : save_poster(w);
+    return std::max(status, saved);
 }
 
 }  // namespace monitor

@@ -1,6 +1,7 @@
 #include "host/monitor/collector.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 
 #include "deck/history_file.h"
@@ -17,6 +18,48 @@ bool is_deck(const deckbus::player& p) {
     return p.present && p.type != deckbus::type_mixer && p.type != type_computer;
 }
 
+// Lines may hold numbers of any size. What no deck can mean becomes `otherwise` here, so that the
+// widgets calculate with small finite numbers only.
+double sane(double value, double limit, double otherwise) {
+    return std::isfinite(value) && std::fabs(value) <= limit ? value : otherwise;
+}
+
+double sane_bpm(double bpm) {
+    constexpr double fastest = 1000.0;
+    return std::max(sane(bpm, fastest, 0.0), 0.0);
+}
+
+double sane_ms(double ms, double otherwise) {
+    constexpr double longest = 100.0 * 3600.0 * 1000.0;
+    return sane(ms, longest, otherwise);
+}
+
+void read_link(const deckbus::session& source, link_picture& link) TVR_REQUIRES(source.mutex) {
+    const deckbus::state& state = source.state;
+    link.connected = state.connected;
+    link.port = source.active_port.empty() ? source.wanted_port : source.active_port;
+    link.status = source.status;
+    link.firmware = deckbus::text(state.bridge, "fw");
+    link.address = deckbus::text(state.bridge, "ip");
+    link.network_phase = deckbus::text(state.bridge, "vcdj");
+    link.uptime_s = deckbus::integer(state.bridge, "uptimeMs", 0) / 1000;
+    link.network_link = deckbus::flag(state.bridge, "link");
+}
+
+std::shared_ptr<const heard_list> heard_lines(const deckbus::json& items) {
+    auto lines = std::make_shared<heard_list>();
+    for (const auto& item : deckbus::history_list(items, std::time(nullptr))) {
+        heard_line line;
+        line.time = deckbus::text(item, "time");
+        line.deck = deckbus::integer32(item, "n", 0);
+        line.title = deckbus::text(item, "title");
+        line.artist = deckbus::text(item, "artist");
+        line.bpm = deckbus::number(item, "bpm", 0);
+        lines->push_back(std::move(line));
+    }
+    return lines;
+}
+
 // Tracks that the last picture still held and this one does not are let go.
 template <typename MAP>
 void keep_loaded(MAP& tracks, const std::vector<deck_picture>& decks) {
@@ -31,12 +74,16 @@ void keep_loaded(MAP& tracks, const std::vector<deck_picture>& decks) {
 set_picture collector::collect(double t) {
     set_picture set;
     set.t = t;
+    deckbus::json heard;  // null while the history is as it was
     {
-        tvr_lock hold(session->mutex);
-        read_players(set);
-        read_link(set.link);
-        read_history(t);
+        deckbus::session& source = *session;
+        tvr_lock hold(source.mutex);
+        read_players(source.state, set);
+        if (source.state.history_rev != history_rev) heard = source.state.history_json(t);
+        history_rev = source.state.history_rev;
+        read_link(source, set.link);
     }
+    if (!heard.is_null()) history = heard_lines(heard);
     set.history = history;
     std::sort(set.decks.begin(), set.decks.end(),
               [](const auto& a, const auto& b) { return stands_left_of(a.number, b.number); });
@@ -50,17 +97,16 @@ set_picture collector::collect(double t) {
     return set;
 }
 
-void collector::read_players(set_picture& set) {
-    const deckbus::state& state = session->state;
+void collector::read_players(const deckbus::state& state, set_picture& set) {
     set.master = state.master_player;
     for (const auto& [n, p] : state.players) {
         if (n == set.master) {
-            set.master_bpm = p.effective_bpm();
-            set.master_phase = p.beat_phase(set.t);
+            set.master_bpm = sane_bpm(p.effective_bpm());
+            set.master_phase = sane(p.beat_phase(set.t), 1.0, 0.0);
         }
         if (!p.present) continue;
         if (is_deck(p)) {
-            set.decks.push_back(read_deck(n, p, set.t));
+            set.decks.push_back(read_deck(state, n, set.t));
         } else {
             set.air_known = set.air_known || p.type == deckbus::type_mixer;
             set.devices.push_back((p.name.empty() ? "device" : p.name) + " " + std::to_string(n));
@@ -68,30 +114,32 @@ void collector::read_players(set_picture& set) {
     }
 }
 
-deck_picture collector::read_deck(int n, const deckbus::player& p, double t) {
-    const deckbus::track* loaded = session->state.track_of(n);
+deck_picture collector::read_deck(const deckbus::state& state, int n, double t) {
+    const deckbus::player& p = state.players.at(n);
+    const deckbus::track* loaded = state.track_of(n);
     deck_picture d;
     d.number = n;
     d.name = p.name;
     d.playing = p.playing;
     d.on_air = p.on_air;
-    d.master = n == session->state.master_player;
+    d.master = n == state.master_player;
     d.sync = p.sync;
-    d.bpm = p.bpm;
-    d.effective_bpm = p.effective_bpm();
-    d.pitch = p.pitch;
+    d.bpm = sane_bpm(p.bpm);
+    d.effective_bpm = sane_bpm(p.effective_bpm());
+    d.pitch = sane(p.pitch, 100.0, 0.0);
     d.beat_in_bar = p.beat_in_bar;
     d.beat = p.beat;
-    d.beat_phase = p.beat_phase(t);
-    d.bar_phase = p.bar_phase(t);
+    d.beat_phase = sane(p.beat_phase(t), 1.0, 0.0);
+    d.bar_phase = sane(p.bar_phase(t), 1.0, 0.0);
     d.beats_to_cue = p.beats_to_cue();
-    d.cue_ramp = p.cue_ramp(t);
+    d.cue_ramp = sane(p.cue_ramp(t), 1.0, 0.0);
     d.since_cue_s = p.cue_time > 0 ? t - p.cue_time : -1;
-    d.position_ms = p.position_ms(t, loaded);
-    d.duration_ms = p.length_s * 1000.0;
+    d.position_ms = sane_ms(p.position_ms(t, loaded), -1);
+    d.duration_ms = sane_ms(p.length_s * 1000.0, 0);
     d.track_id = p.track_id;
     if (loaded == nullptr) return d;
-    if (loaded->duration_ms() > 0) d.duration_ms = loaded->duration_ms();
+    const double track_ms = sane_ms(loaded->duration_ms(), 0);
+    if (track_ms > 0) d.duration_ms = track_ms;
     d.complete = loaded->complete;
     d.problem = loaded->error;
     d.track = read_track(p.track_id, *loaded);
@@ -108,7 +156,6 @@ std::shared_ptr<const track_picture> collector::read_track(const std::string& id
     fresh->title = deckbus::text(t.meta, "title");
     fresh->artist = deckbus::text(t.meta, "artist");
     fresh->key = deckbus::text(t.meta, "key");
-    fresh->duration_ms = t.duration_ms();
     fresh->preview = t.preview;
     fresh->detail = t.detail;
     fresh->grid = t.grid;
@@ -117,34 +164,6 @@ std::shared_ptr<const track_picture> collector::read_track(const std::string& id
     fresh->phrases_from = t.phrases_from;
     known = std::move(fresh);
     return known;
-}
-
-void collector::read_link(link_picture& link) {
-    const deckbus::state& state = session->state;
-    link.connected = state.connected;
-    link.port = session->active_port.empty() ? session->wanted_port : session->active_port;
-    link.status = session->status;
-    link.firmware = deckbus::text(state.bridge, "fw");
-    link.address = deckbus::text(state.bridge, "ip");
-    link.network_phase = deckbus::text(state.bridge, "vcdj");
-    link.uptime_s = deckbus::integer(state.bridge, "uptimeMs", 0) / 1000;
-    link.network_link = deckbus::flag(state.bridge, "link");
-}
-
-void collector::read_history(double t) {
-    if (session->state.history_rev == history_rev) return;
-    history_rev = session->state.history_rev;
-    history.clear();
-    for (const auto& item :
-         deckbus::history_list(session->state.history_json(t), std::time(nullptr))) {
-        heard_line line;
-        line.time = deckbus::text(item, "time");
-        line.deck = deckbus::integer32(item, "n", 0);
-        line.title = deckbus::text(item, "title");
-        line.artist = deckbus::text(item, "artist");
-        line.bpm = deckbus::number(item, "bpm", 0);
-        history.push_back(std::move(line));
-    }
 }
 
 }  // namespace monitor

@@ -21,21 +21,19 @@ public:
     explicit collector(std::shared_ptr<deckbus::session> source) : session(std::move(source)) {}
 
     // The decks at the time t, in s on the steady clock.
-    set_picture collect(double t) TVR_EXCLUDES(session->mutex);
+    set_picture collect(double t);
 
 private:
     using track_map = std::map<std::string, std::shared_ptr<const track_picture>>;
 
-    void read_players(set_picture& set) TVR_REQUIRES(session->mutex);
-    void read_link(link_picture& link) TVR_REQUIRES(session->mutex);
-    deck_picture read_deck(int n, const deckbus::player& p, double t) TVR_REQUIRES(session->mutex);
+    void read_players(const deckbus::state& state, set_picture& set);
+    deck_picture read_deck(const deckbus::state& state, int n, double t);
     std::shared_ptr<const track_picture> read_track(const std::string& id, const deckbus::track& t);
-    void read_history(double t) TVR_REQUIRES(session->mutex);
 
     std::shared_ptr<deckbus::session> session;
-    track_map tracks;                 // on the decks now
-    std::vector<heard_line> history;  // as of history_rev
-    int32_t history_rev = -1;
+    track_map tracks;  // on the decks now
+    std::shared_ptr<const heard_list> history = std::make_shared<heard_list>();
+    int32_t history_rev = 0;  // of `history`
 };
 
 }  // namespace monitor

@@ -191,16 +191,17 @@ using section_list = std::vector<section>;
 
 section_list sections_for(int width, int height) {
     const int digits = height >= 6 && width >= 18 ? big_digit_rows : 1;
+    const int wave = height >= 12 ? 2 : 1;
     if (width >= wide_card) {
-        return {{0, 1, draw_header},     {1, 1, draw_title},     {8, 1, draw_artist},
-                {2, digits, draw_tempo}, {3, 1, draw_times},     {9, 1, draw_level_row},
-                {7, 1, draw_cue_row},    {4, 1, draw_wave_rows}, {10, 1, draw_minute_row},
+        return {{0, 1, draw_header},     {1, 1, draw_title},        {8, 1, draw_artist},
+                {2, digits, draw_tempo}, {3, 1, draw_times},        {9, 1, draw_level_row},
+                {7, 1, draw_cue_row},    {4, wave, draw_wave_rows}, {10, 1, draw_minute_row},
                 {5, 1, draw_phrase_row}, {6, 1, draw_word_row}};
     }
     return {{0, 1, draw_header},     {1, 1, draw_title},        {9, 1, draw_artist},
             {2, digits, draw_tempo}, {10, 1, draw_small_tempo}, {3, 1, draw_lights},
             {8, 1, draw_phase},      {4, 1, draw_times},        {12, 1, draw_level_row},
-            {11, 1, draw_cue_row},   {5, 1, draw_wave_rows},    {13, 1, draw_minute_row},
+            {11, 1, draw_cue_row},   {5, wave, draw_wave_rows}, {13, 1, draw_minute_row},
             {6, 1, draw_phrase_row}, {7, 1, draw_word_row}};
 }
 

@@ -49,7 +49,7 @@ void draw_events(const area& on, const view& how) {
     }
 }
 
-void draw_history(const area& on, const std::vector<heard_line>& history) {
+void draw_history(const area& on, const heard_list& history) {
     if (on.height() < 1) return;
     draw_heading(on, "HISTORY");
     int y = 1;

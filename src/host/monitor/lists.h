@@ -2,8 +2,6 @@
 
 // The last events and the set list, newest at the bottom. Pure functions.
 
-#include <vector>
-
 #include "host/monitor/canvas.h"
 #include "host/monitor/picture.h"
 #include "host/monitor/view.h"
@@ -12,6 +10,6 @@ namespace monitor {
 
 void draw_events(const area& on, const view& how);
 
-void draw_history(const area& on, const std::vector<heard_line>& history);
+void draw_history(const area& on, const heard_list& history);
 
 }  // namespace monitor

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "host/monitor/format.h"
 #include "host/monitor/preview_strip.h"
+#include "host/monitor/utf8.h"
 
 namespace monitor {
 
@@ -21,6 +23,13 @@ int beat_cell(const deck_picture& deck, int beat, int width) {
     return strip_cell(grid.time_of(beat), deck.duration_ms, width);
 }
 
+// The name, or its first word, or nothing: a name cut anywhere else reads badly.
+std::string_view fitting_name(std::string_view name, int room) {
+    if (text_width(name) <= room) return name;
+    const std::string_view word = name.substr(0, name.find(' '));
+    return text_width(word) <= room ? word : std::string_view();
+}
+
 void draw_phrase(const area& row, int from, int to, const deckbus::phrase& p, bool present,
                  color ground) {
     const color tint = theme::phrase_color(p.group);
@@ -30,7 +39,7 @@ void draw_phrase(const area& row, int from, int to, const deckbus::phrase& p, bo
     // The last cell stays free, so that equal neighbours do not run together.
     const int end = to - from > 2 ? to - 1 : to;
     for (int x = from; x < end; ++x) row.put(x, 0, " ", how, 1);
-    if (end - from >= 4) row.put(from, 0, p.name, how, end - from);
+    row.put(from, 0, fitting_name(p.name, end - from), how);
 }
 
 }  // namespace

@@ -23,7 +23,6 @@ struct track_picture {
     std::string id;
     int32_t rev = 0;
     std::string title, artist, key;
-    double duration_ms = 0;  // 0 when unknown
     deckbus::waveform preview, detail;
     deckbus::beat_grid grid;
     std::vector<deckbus::cue> cues;
@@ -77,6 +76,8 @@ struct heard_line {
     double bpm = 0;
 };
 
+using heard_list = std::vector<heard_line>;  // oldest first
+
 struct set_picture {
     double t = 0;  // s, steady clock
     link_picture link;
@@ -85,7 +86,8 @@ struct set_picture {
     bool air_known = false;            // someone tells what is on air; else nothing is dimmed
     std::vector<deck_picture> decks;   // in the order of a mixer's channels
     std::vector<std::string> devices;  // what else is on the network
-    std::vector<heard_line> history;   // oldest first
+    // Shared with other pictures, as it seldom changes; never null.
+    std::shared_ptr<const heard_list> history = std::make_shared<heard_list>();
 };
 
 // 3 1 2 4: the second pair stands outside the first, as decks stand around a mixer.

@@ -79,7 +79,7 @@ canvas draw_screen(const set_picture& set, const view& how, int width, int heigh
     }
     if (decks.empty()) draw_nobody(whole, set.link);
     draw_events(whole.part(l.events), how);
-    draw_history(whole.part(l.history), set.history);
+    draw_history(whole.part(l.history), *set.history);
     draw_status(whole.part(l.status), set, how);
     draw_footer(whole.part(l.footer), how, int(set.decks.size() - decks.size()));
     if (how.help) draw_help(whole);

@@ -68,8 +68,8 @@ private:
         out.add("Tracks: " + std::to_string(ledger.entries().size()));
         for (const ledger_entry& e : ledger.entries()) out.add("  " + ledger_text(e));
         const set_picture set = collector(w.session).collect(deckbus::now_s());
-        out.add("History: " + std::to_string(set.history.size()));
-        for (const heard_line& h : set.history) {
+        out.add("History: " + std::to_string(set.history->size()));
+        for (const heard_line& h : *set.history) {
             out.add(safe_text("  " + h.time + "  deck " + std::to_string(h.deck) + "  " +
                               (h.artist.empty() ? "" : h.artist + " - ") + h.title));
         }

@@ -22,7 +22,15 @@ cell* area::find(int x, int y) const {
 }
 
 void area::set(int x, int y, const cell& c) const {
-    if (cell* place = find(x, y)) *place = c;
+    cell* place = find(x, y);
+    if (place == nullptr) return;
+    // Half of a wide glyph cannot stay without the other half.
+    const int column = frame.x + x, line = frame.y + y;
+    if (place->glyph == 0 && c.glyph != 0 && column > 0) on->at(column - 1, line).glyph = U' ';
+    if (column + 1 < on->width() && on->at(column + 1, line).glyph == 0) {
+        on->at(column + 1, line).glyph = U' ';
+    }
+    *place = c;
 }
 
 int area::put(int x, int y, std::string_view text, paint how, int width) const {

@@ -5,7 +5,7 @@
 
 #include <functional>
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): the parser is called so
 class App;
 }
 

@@ -47,8 +47,8 @@ void emulated_screen::set_style(std::string_view parameters) {
 // Half of a wide glyph that is written over leaves a blank in the other half.
 void emulated_screen::break_wide(int column) {
     auto text_at = [this](int at) -> std::string& { return cells[size_t(y * width + at)].text; };
-    if (column > 0 && text_at(column).empty()) text_at(column - 1) = " ";
-    if (column + 1 < width && text_at(column + 1).empty()) text_at(column + 1) = " ";
+    if (column > 0 && text_at(column).empty()) text_at(column - 1).assign(1, ' ');
+    if (column + 1 < width && text_at(column + 1).empty()) text_at(column + 1).assign(1, ' ');
 }
 
 bool emulated_screen::put(std::string_view& bytes) {

@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "fixture.h"
+#include "host/monitor/format.h"
 #include "host/monitor/layout.h"
 #include "host/monitor/poster.h"
 #include "host/monitor/utf8.h"
@@ -101,7 +102,7 @@ TEST(screen, decks_stand_as_on_a_mixer) {
         const std::string heads = row_text(draw_screen(some_set(r.decks), {}, 200, 40), 1);
         size_t from = 0;
         for (int n : r.order) {
-            const size_t at = heads.find(" " + std::to_string(n) + "  PLAYER", from);
+            const size_t at = heads.find(formatted(" %d  PLAYER", n), from);
             ASSERT_NE(at, std::string::npos) << "deck " << n << " in " << heads;
             from = at + 1;
         }

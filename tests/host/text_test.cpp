@@ -142,7 +142,9 @@ TEST(keys, bytes_become_keys) {
 
 TEST(keys, an_endless_sequence_does_not_swallow_keys_for_ever) {
     key_reader reader;
-    reader.read("\x1b[" + std::string(100, '1'));
+    std::string endless = "\x1b[";
+    endless.append(100, '1');
+    reader.read(endless);
     EXPECT_EQ(reader.read("q"), std::vector<key>{key::quit});
 }
 

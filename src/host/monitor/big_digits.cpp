@@ -15,7 +15,7 @@ constexpr int pixel_rows = 5;
 // Each row of a digit is three pixels, the left one in the highest bit.
 struct big_glyph {
     char sign;
-    int width;
+    uint8_t width;
     std::array<uint8_t, pixel_rows> rows;
 };
 

@@ -23,6 +23,7 @@ std::string formatted(const char* format, ...) {
     char buffer[256];
     va_list values;
     va_start(values, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start stands above
     const int n = std::vsnprintf(buffer, sizeof buffer, format, values);
     va_end(values);
     return n < 0 ? std::string() : std::string(buffer, std::min(size_t(n), sizeof buffer - 1));

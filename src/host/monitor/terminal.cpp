@@ -97,7 +97,7 @@ terminal::extent terminal::size() const {
     return {number_in("COLUMNS", 80), number_in("LINES", 24)};
 }
 
-bool terminal::write(std::string bytes) {
+bool terminal::write(const std::string& bytes) {
     waiting += bytes;
     return flush();
 }

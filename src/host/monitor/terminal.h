@@ -30,7 +30,7 @@ public:
     extent size() const;
 
     // Queues a picture and writes what the terminal takes. False when the terminal is gone.
-    bool write(std::string bytes);
+    bool write(const std::string& bytes);
 
     // Writes more of what waits. False when the terminal is gone.
     bool flush();

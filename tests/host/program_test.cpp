@@ -122,28 +122,70 @@ TEST(program, json_is_a_snapshot_a_line) {
     EXPECT_EQ(view["status"], "");
 }
 
+// Runs the recording for ever into a pipe, and has read up to its first beat.
+class in_pipe {
+public:
+    explicit in_pipe(const std::string& recording) {
+        int out[2];
+        if (pipe2(out, O_CLOEXEC) != 0) return;
+        child = fork();
+        if (child == 0) {
+            dup2(out[1], 1);
+            become_tavro({"monitor", recording});
+        }
+        close(out[1]);
+        reader = out[0];
+        char byte;
+        while (got.find("beat ") == std::string::npos && read(reader, &byte, 1) == 1) got += byte;
+    }
+    ~in_pipe() {
+        if (child > 0) {
+            kill(child, SIGKILL);
+            wait_for(child);
+        }
+        if (reader >= 0) close(reader);
+    }
+    in_pipe(const in_pipe&) = delete;
+    in_pipe& operator=(const in_pipe&) = delete;
+
+    int ends() {
+        const int status = wait_for(child);
+        child = -1;
+        return status;
+    }
+
+    pid_t child = -1;
+    int reader = -1;
+    std::string got;
+};
+
 TEST(program, an_interrupt_in_a_pipe_still_gives_the_summary) {
     const small_set file;
-    int out[2];
-    ASSERT_EQ(pipe2(out, O_CLOEXEC), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(out[1], 1);
-        become_tavro({"monitor", file.path});
-    }
-    close(out[1]);
-    std::string got;
-    char buffer[4096];
-    while (got.find("beat ") == std::string::npos) {
-        const ssize_t n = read(out[0], buffer, sizeof buffer);
-        ASSERT_GT(n, 0);
-        got.append(buffer, size_t(n));
-    }
-    kill(child, SIGINT);
-    got += slurp(out[0]);
-    EXPECT_EQ(wait_for(child), 0);
-    EXPECT_NE(got.find("Tracks: 1\n"), std::string::npos);
-    close(out[0]);
+    in_pipe tavro(file.path);
+    kill(tavro.child, SIGINT);
+    const std::string rest = slurp(tavro.reader);
+    EXPECT_EQ(tavro.ends(), 0);
+    EXPECT_NE(rest.find("Tracks: 1\n"), std::string::npos);
+}
+
+TEST(program, a_reader_that_leaves_ends_it_quietly) {
+    const small_set file;
+    in_pipe tavro(file.path);
+    close(tavro.reader);
+    tavro.reader = -1;
+    EXPECT_EQ(tavro.ends(), 0);
+}
+
+TEST(program, can_be_stopped_and_continued_in_a_pipe) {
+    const small_set file;
+    in_pipe tavro(file.path);
+    kill(tavro.child, SIGTSTP);
+    int status = 0;
+    ASSERT_EQ(waitpid(tavro.child, &status, WUNTRACED), tavro.child);
+    EXPECT_TRUE(WIFSTOPPED(status));
+    kill(tavro.child, SIGCONT);
+    kill(tavro.child, SIGTERM);
+    EXPECT_EQ(tavro.ends(), 0);
 }
 
 // The program on a terminal of its own.
@@ -184,9 +226,16 @@ public:
             char buffer[4096];
             if (poll(&ready, 1, 100) <= 0) continue;
             const ssize_t n = read(master, buffer, sizeof buffer);
-            if (n > 0) seen.append(buffer, size_t(n));
+            if (n <= 0) continue;
+            seen.append(buffer, size_t(n));
+            whole.append(buffer, size_t(n));
         }
         return false;
+    }
+
+    // True if the words came at any time up to now.
+    bool ever_read(const std::string& wanted) const {
+        return whole.find(wanted) != std::string::npos;
     }
 
     void types(const std::string& keys) const {
@@ -216,7 +265,7 @@ public:
 private:
     int master = -1, slave = -1;
     termios before{};
-    std::string seen;
+    std::string seen, whole;  // since the last words found; since the start
 };
 
 constexpr const char* restored = "\x1b[?25h\x1b[?1049l";  // cursor and screen of before
@@ -285,9 +334,14 @@ TEST(terminal, follows_a_resize_and_says_when_there_is_no_room) {
 
 TEST(terminal, obeys_no_color) {
     const small_set file;
-    on_terminal tavro({"monitor", file.path, "--for", "1"}, "1");
-    EXPECT_TRUE(tavro.reads("PLAYER"));
-    EXPECT_EQ(tavro.ends(), 0);
+    for (const bool colors : {true, false}) {
+        on_terminal tavro({"monitor", file.path}, colors ? nullptr : "1");
+        ASSERT_TRUE(tavro.reads("PLAYER"));
+        tavro.types("\x0cq");  // one more whole picture
+        EXPECT_TRUE(tavro.reads(restored));
+        EXPECT_EQ(tavro.ever_read("\x1b[38;5;"), colors);
+        EXPECT_EQ(tavro.ends(), 0);
+    }
 }
 
 TEST(terminal, a_terminal_that_takes_nothing_does_not_hold_it) {
@@ -295,7 +349,7 @@ TEST(terminal, a_terminal_that_takes_nothing_does_not_hold_it) {
     on_terminal tavro({"monitor", file.path});
     ASSERT_TRUE(tavro.reads("PLAYER"));
     // Nobody reads any more: pictures wait, and the signal is obeyed all the same.
-    for (unsigned short i = 0; i < 20; ++i) tavro.resize(unsigned(200 + i) & 0xFFFF, 60);
+    for (int i = 0; i < 20; ++i) tavro.resize(static_cast<unsigned short>(200 + i), 60);
     kill(tavro.child, SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }

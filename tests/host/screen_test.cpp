@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <png.h>
 
+#include <cstdio>
 #include <limits>
 
 #include "fixture.h"
@@ -209,6 +210,7 @@ TEST(poster, shows_the_waveform_and_comes_back_from_its_file) {
     std::string error;
     ASSERT_TRUE(write_png(picture, path, error)) << error;
     EXPECT_EQ(read_png(path, picture.width(), picture.height()), picture.bytes());
+    std::remove(path.c_str());
     EXPECT_FALSE(write_png(picture, "/nonexistent/x.png", error));
     EXPECT_NE(error.find("/nonexistent/x.png"), std::string::npos);
 }

@@ -44,7 +44,8 @@ int run_json(const watch& w) {
             due = std::max(due + snapshot_interval_s, now);
         }
         if (over) break;
-        over = watch::ended_by(w.signals.wait(std::clamp(due - now, 0.0, longest_wait_s)));
+        over =
+            watch::ended_or_stopped_by(w.signals.wait(std::clamp(due - now, 0.0, longest_wait_s)));
     }
     w.signals.release();
     out.drain();

@@ -5,6 +5,7 @@
 // Each runs on the main thread until it is over, and never waits for its reader for ever.
 
 #include <memory>
+#include <vector>
 
 #include "deck/session.h"
 #include "host/monitor/options.h"
@@ -25,6 +26,9 @@ struct watch {
 
     // True when one of the signals asks the program to end.
     static bool ended_by(const std::vector<int>& signals);
+
+    // The same without a terminal to put back: Ctrl-Z stops the program here.
+    static bool ended_or_stopped_by(const std::vector<int>& signals);
 };
 
 int run_live(const watch& w);  // pictures on a terminal

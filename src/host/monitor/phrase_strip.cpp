@@ -35,7 +35,7 @@ void draw_phrase(const area& row, int from, int to, const deckbus::phrase& p, bo
     const color tint = theme::phrase_color(p.group);
     const paint how{present ? theme::ground : mix(tint, theme::bright, 0.45),
                     present ? tint : mix(tint, ground, quiet_share),
-                    uint8_t(style_badge | (present ? style_bold : style_plain))};
+                    uint8_t(present ? style_bold | style_badge : style_plain)};
     // The last cell stays free, so that equal neighbours do not run together.
     const int end = to - from > 2 ? to - 1 : to;
     for (int x = from; x < end; ++x) row.put(x, 0, " ", how, 1);

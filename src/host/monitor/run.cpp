@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 
 #include "host/command.h"
@@ -37,6 +38,13 @@ bool watch::over(double now) const {
 
 bool watch::ended_by(const std::vector<int>& signals) {
     return std::any_of(signals.begin(), signals.end(), signal_watch::asks_to_end);
+}
+
+bool watch::ended_or_stopped_by(const std::vector<int>& signals) {
+    const bool ended = ended_by(signals);
+    const bool stopped = std::find(signals.begin(), signals.end(), SIGTSTP) != signals.end();
+    if (stopped && !ended) raise(SIGSTOP);
+    return ended;
 }
 
 int run(const options& asked) {

@@ -30,7 +30,7 @@ public:
             over = w.over(deckbus::now_s());
             const size_t taken = show_events();
             if (over) break;
-            over = watch::ended_by(
+            over = watch::ended_or_stopped_by(
                 w.signals.wait(taken > busy_batch ? busy_interval_s : calm_interval_s));
             if (over) show_events();
         }

@@ -16,12 +16,12 @@ inline constexpr color soft{139, 149, 167};
 inline constexpr color ink{222, 228, 238};
 inline constexpr color bright{255, 255, 255};
 
-inline constexpr color playing{62, 207, 120};
+inline constexpr color playing{52, 208, 88};
 inline constexpr color stopped{92, 100, 116};
 inline constexpr color master{255, 159, 42};
 inline constexpr color sync{74, 163, 255};
 inline constexpr color on_air{255, 76, 76};
-inline constexpr color good{62, 207, 120};
+inline constexpr color good{52, 208, 88};
 inline constexpr color warning{255, 190, 60};
 inline constexpr color alarm{255, 76, 76};
 

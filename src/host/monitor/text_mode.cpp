@@ -78,7 +78,8 @@ private:
 
     // Why there is nothing to see.
     void add_link(const link_picture& link) {
-        out.add(safe_text("Not connected: " + link.port + " " + link.status));
+        const std::string port = link.port.empty() ? "" : link.port + " ";
+        out.add(safe_text("Not connected: " + port + link.status));
     }
 
     const watch& w;

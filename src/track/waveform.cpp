@@ -24,6 +24,7 @@ constexpr uint8_t height_bits = 0x1F;
 // A fraction of a peak as a byte. It is 0 to 1 and a float, so its product with 255 is exact and
 // so is the sum with one half: this is round().
 uint32_t byte_of(float fraction) {
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
     return uint32_t(int32_t(double(fraction) * 255.0 + 0.5));
 }
 

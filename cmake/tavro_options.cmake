@@ -29,6 +29,7 @@ find_program(TAVRO_CCACHE ccache)
 if(TAVRO_CCACHE)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
         CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
+        CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1
         ${TAVRO_CCACHE})
 endif()
 

@@ -21,15 +21,21 @@ using namespace deckbus::test;
 
 namespace {
 
-// The board's end of a serial line.
+// The board's end of a serial line. Its path is a link of its own, which goes with the board: the
+// kernel gives the number of a closed pseudo terminal to the next one that asks, perhaps to another
+// test that runs beside this one.
 class board {
 public:
     board() {
+        static int made = 0;
         std::array<char, 128> name{};
         termios raw{};
         ::cfmakeraw(&raw);
         EXPECT_EQ(::openpty(&fd, &other_end, name.data(), &raw, nullptr), 0);
-        path = name.data();
+        path = (std::filesystem::temp_directory_path() /
+                ("board-" + std::to_string(::getpid()) + "-" + std::to_string(++made)))
+                   .string();
+        std::filesystem::create_symlink(name.data(), path);
     }
     ~board() { unplug(); }
     board(const board&) = delete;
@@ -55,6 +61,7 @@ public:
 
     void unplug() {
         if (fd < 0) return;
+        std::filesystem::remove(path);
         ::close(fd);
         ::close(other_end);
         fd = -1;

@@ -1,5 +1,6 @@
 #include "bridge_sim/command_line.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "bridge_sim/recorder.h"
+#include "bridge_sim/server.h"
 
 namespace bridge_sim {
 
@@ -47,17 +49,81 @@ void add_record(CLI::App& app, record_wish& wish, std::string& path) {
     app.add_option("-o,--output", path, "File to write, - for standard output")->required();
 }
 
+void add_mishap(CLI::App& app, const char* name, const char* form, const char* help,
+                mishap::what kind, fault_plan& faults) {
+    app.add_option_function<std::vector<std::string>>(
+           name,
+           [&faults, kind, form](const std::vector<std::string>& texts) {
+               for (const std::string& text : texts) {
+                   mishap m;
+                   if (!parse_mishap(kind, text, m)) {
+                       throw CLI::ValidationError("\"" + text + "\" is not of the form " + form);
+                   }
+                   faults.mishaps.push_back(m);
+               }
+           },
+           help)
+        ->type_name(form)
+        ->allow_extra_args(false);
+}
+
+void add_serve(CLI::App& app, serve_wish& wish) {
+    constexpr double slowest = 0.01, fastest = 1000.0;
+    app.add_option("--pty", wish.link, "Link to make to the pseudo terminal")->required();
+    app.add_option("file", wish.file, "Recording to play")->required();
+    app.add_option("--speed", wish.board.speed, "How much faster than real")
+        ->check(CLI::Range(slowest, fastest))
+        ->capture_default_str();
+    app.add_flag("--loop", wish.board.loop, "Begin again at the end");
+    app.add_option("--seed", wish.faults.seed, "The same number harms the same lines")
+        ->capture_default_str();
+    app.add_option("--drop", wish.faults.drop, "Probability that a line is lost")
+        ->check(CLI::Range(0.0, 1.0));
+    app.add_option("--garble", wish.faults.garble, "Probability that a byte of a line is damaged")
+        ->check(CLI::Range(0.0, 1.0));
+    add_mishap(app, "--stall", "SECONDS@T", "Say nothing for a while", mishap::what::stall,
+               wish.faults);
+    add_mishap(app, "--reboot", "T", "Fail and start anew", mishap::what::reboot, wish.faults);
+    add_mishap(app, "--unplug", "SECONDS@T", "Pull the cable for a while", mishap::what::unplug,
+               wish.faults);
+}
+
+// "--reboot@T" and "--unplug@T" are short for "--reboot T" and "--unplug 3@T".
+std::vector<std::string> spell_out(int argc, char** argv) {
+    constexpr std::string_view reboot = "--reboot@", unplug = "--unplug@";
+    std::vector<std::string> args;
+    for (int i = 1; i < argc; i++) {
+        const std::string_view arg = argv[i];
+        if (arg.substr(0, reboot.size()) == reboot) {
+            args.insert(args.end(), {"--reboot", std::string(arg.substr(reboot.size()))});
+        } else if (arg.substr(0, unplug.size()) == unplug) {
+            args.insert(args.end(), {"--unplug", "3@" + std::string(arg.substr(unplug.size()))});
+        } else {
+            args.emplace_back(arg);
+        }
+    }
+    std::reverse(args.begin(), args.end());  // the parser takes them from the back
+    return args;
+}
+
 }  // namespace
 
 int run_command_line(int argc, char** argv) {
-    CLI::App app("A bridge that is not there: makes recordings, and plays them on a serial port.");
+    CLI::App app("A bridge that is not there: makes recordings, and plays them on a serial port.",
+                 "bridge_sim");
     app.require_subcommand(1);
     record_wish wish;
     std::string output;
+    serve_wish serving;
     CLI::App* record = app.add_subcommand("record", "Write a made-up set as a recording");
     add_record(*record, wish, output);
-    CLI11_PARSE(app, argc, argv);
-    return run_record(wish, output);
+    add_serve(*app.add_subcommand("serve", "Play a recording on a pseudo terminal"), serving);
+    try {
+        app.parse(spell_out(argc, argv));
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e);
+    }
+    return record->parsed() ? run_record(wish, output) : serve(std::move(serving));
 }
 
 }  // namespace bridge_sim

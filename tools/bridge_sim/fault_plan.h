@@ -31,9 +31,9 @@ struct fault_plan {
     bool garbles(const sent_line& line, std::string& text) const;
 
     uint64_t seed = 1;
-    double drop = 0;              // probability that a line is lost
-    double garble = 0;            // probability that one byte of a line is damaged
-    std::vector<mishap> mishaps;  // in order of time once sort() has run
+    double drop = 0;                // probability that a line is lost
+    double garble = 0;              // probability that one byte of a line is damaged
+    std::vector<mishap> mishaps{};  // in order of time once sort() has run
 
     void sort();
 };

@@ -38,10 +38,14 @@ bool make_raw(const std::string& path, std::string& error) {
 }  // namespace
 
 bool pty_port::plug(std::string& error) {
-    unplug();
-    if (open_terminal(error) && make_link(error)) return true;
-    unplug();
-    return false;
+    // The new terminal exists before the old one goes: so they never share a name, and a client
+    // that has the old name cannot open the new terminal by it.
+    const int old = master;
+    buffer.clear();
+    const bool done = open_terminal(error) && make_link(error);
+    if (old >= 0) ::close(old);
+    if (!done) unplug();
+    return done;
 }
 
 bool pty_port::open_terminal(std::string& error) {

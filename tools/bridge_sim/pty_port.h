@@ -21,8 +21,9 @@ public:
     pty_port(const pty_port&) = delete;
     pty_port& operator=(const pty_port&) = delete;
 
-    // Makes the terminal and the link; a link that is there already is replaced, anything else
-    // under its name is an error. False with the reason in `error`.
+    // Makes a fresh terminal and points the link to it; clients of the one before see a hang-up.
+    // A link that is there already is replaced, anything else under its name is an error. False
+    // with the reason in `error`.
     bool plug(std::string& error);
 
     // Closes the terminal and removes the link if it is still ours. Clients see a hang-up.

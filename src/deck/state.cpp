@@ -68,7 +68,7 @@ void state::apply(const json& line, double t) {
 
     // Any line brings its player into being, whatever its kind.
     const int64_t number = integer(line, "n", 0);
-    player* p = get_player(line);
+    player* p = player_at(number);
     if (p != nullptr) {
         const int n = int(number);
         if (kind == "beat") return apply_beat(line, *p, n, t);
@@ -94,7 +94,10 @@ void state::apply(const json& line, double t) {
 }
 
 player* state::get_player(const json& line) {
-    const int64_t n = integer(line, "n", 0);
+    return player_at(integer(line, "n", 0));
+}
+
+player* state::player_at(int64_t n) {
     return n < 1 || n > max_player ? nullptr : &players[int(n)];
 }
 

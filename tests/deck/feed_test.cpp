@@ -250,9 +250,9 @@ TEST(hello, keeps_eight_keys_and_checks_the_firmware) {
     feed(s, R"({"t":"hello"})");  // the version of before does not count
     EXPECT_EQ(kinds(s), "hello");
     feed(s, R"({"t":"hello","fw":"0.3.9"})");
-    EXPECT_EQ(told(s, "warn")[0],
-              R"(warn {"msg":"Firmware 0.3.9 is too old, 0.4.0 or newer is needed (beat number and cue countdown in the beat line)"
-})");
+    EXPECT_EQ(
+        told(s, "warn")[0],
+        R"~(warn {"msg":"Firmware 0.3.9 is too old, 0.4.0 or newer is needed (beat number and cue countdown in the beat line)"})~");
 }
 
 TEST(restart, is_seen_by_uptime_and_by_clock) {

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "tools/sim_process.h"
+#include "sim_process.h"
 
 namespace bridge_sim::test {
 namespace {

@@ -2,19 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "bridge_sim/recorder.h"
 #include "deck/session.h"
-#include "deck/waiting.h"
-#include "tools/sim_process.h"
+#include "sim_process.h"
 
 namespace bridge_sim::test {
 namespace {
-
-using deckbus::test::eventually;
 
 struct serving : testing::Test {
     serving() {

@@ -1,10 +1,9 @@
-#include "tools/sim_process.h"
+#include "sim_process.h"
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <thread>
 
 #include <fcntl.h>
@@ -16,8 +15,6 @@
 
 namespace bridge_sim::test {
 
-namespace {
-
 bool eventually(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(deadline_ms);
     while (!condition()) {
@@ -26,8 +23,6 @@ bool eventually(const std::function<bool()>& condition) {
     }
     return true;
 }
-
-}  // namespace
 
 scratch::scratch() {
     char name[] = "/tmp/bridge_sim_test_XXXXXX";
@@ -132,10 +127,6 @@ bool port_client::sees(const std::string& text) {
         if (line.find(text) != std::string::npos) return true;
     }
     return false;
-}
-
-bool vanishes(const std::string& path) {
-    return eventually([&] { return access(path.c_str(), F_OK) != 0; });
 }
 
 bool appears(const std::string& path) {

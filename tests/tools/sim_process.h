@@ -3,6 +3,7 @@
 // The simulator as a process of its own, and a client at its port. Everything waits for its
 // condition with a generous deadline, which fails a test that would otherwise hang.
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -68,8 +69,10 @@ private:
     std::string pending;
 };
 
-// True once nothing is found under the path; with a deadline.
-bool vanishes(const std::string& path);
+// True once the condition holds.
+bool eventually(const std::function<bool()>& condition);
+
+// True once something is found under the path.
 bool appears(const std::string& path);
 
 // Value behind a word of the summary, such as "sent" or "ping". -1 when it is missing.

@@ -13,22 +13,33 @@ function(tavro_json_pch target)
 endfunction()
 
 # tavro_library(NAME HEADERS ... SOURCES ... LINKS ...): a static library whose headers are
-# checked to compile alone and are included from src/.
+# checked to compile alone and are included from src/. Without sources it is headers only.
 function(tavro_library name)
     cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES;LINKS" ${ARGN})
     if(ARG_SOURCES)
-        add_library(${name} STATIC ${ARG_SOURCES})
+        add_library(${name} STATIC)
         set(scope PUBLIC)
     else()
         add_library(${name} INTERFACE)
         set(scope INTERFACE)
     endif()
+    target_link_libraries(${name} ${scope} ${ARG_LINKS})
     target_sources(${name} ${scope} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src
         FILES ${ARG_HEADERS})
-    target_link_libraries(${name} ${scope} ${ARG_LINKS})
-    if(ARG_SOURCES AND "nlohmann_json::nlohmann_json" IN_LIST ARG_LINKS)
-        tavro_json_pch(${name})
+    if(ARG_SOURCES)
+        target_sources(${name} PRIVATE ${ARG_SOURCES})
+        if("nlohmann_json::nlohmann_json" IN_LIST ARG_LINKS)
+            tavro_json_pch(${name})
+        endif()
     endif()
+endfunction()
+
+# tavro_room(LIBRARY HEADERS ... SOURCES ...): what a folder adds to a library that spans several.
+function(tavro_room library)
+    cmake_parse_arguments(ARG "" "" "HEADERS;SOURCES" ${ARGN})
+    target_sources(${library} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}/src
+        FILES ${ARG_HEADERS})
+    target_sources(${library} PRIVATE ${ARG_SOURCES})
 endfunction()
 
 # tavro_test(FOLDER SOURCES ... LINKS ... [SPEED fast|slow]): the test program of a folder. Its

@@ -60,7 +60,7 @@ void board::pass_script(double now, std::vector<sent_line>& out) {
         remember(line);
         if (line.restarts) {
             boot_time = t;
-            boot_us = integer_of(line.line, "us", 0);
+            boot_us = clock_of(line.line);
         }
         if (due_of(line) >= silent_until) {
             out.push_back({sent_line::from_script, passes * script.lines.size() + next,

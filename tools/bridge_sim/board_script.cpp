@@ -1,5 +1,7 @@
 #include "bridge_sim/board_script.h"
 
+#include "deck/nesting_guard.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -12,10 +14,15 @@ namespace {
 
 constexpr double us_per_second = 1'000'000.0;
 
+// Times beyond these are cut: about thirty years, with room to add and to scale.
+constexpr double latest_s = 1e9;
+constexpr int64_t latest_us = 1'000'000'000'000'000;
+
 // Puts lines into time, one after the other.
 class script_reader {
 public:
     void take(const std::string& text) {
+        if (deckbus::nests_too_deeply(text)) return;
         ordered_json line = ordered_json::parse(text, nullptr, false);
         if (!line.is_object() || text_of(line, "t").empty()) return;
         script_line out;
@@ -51,12 +58,13 @@ void script_reader::place(const ordered_json& line, script_line& out) {
     } else if (out.stamped) {
         t = us->get<double>() / us_per_second;
     }
+    t = std::clamp(t, -latest_s, latest_s);
     if (!begun) first = latest = t;
     begun = true;
     latest = std::max(latest, t);
     out.at = out.clock_at = latest - first;
     script.length_s = out.at;
-    if (out.stamped) place_clock(us->get<int64_t>(), out);
+    if (out.stamped) place_clock(clock_of(line), out);
 }
 
 // A clock that falls by more than a second is a board that began anew.
@@ -94,6 +102,13 @@ std::string text_of(const ordered_json& line, const char* key) {
 int64_t integer_of(const ordered_json& line, const char* key, int64_t otherwise) {
     const auto it = line.find(key);
     return it != line.end() && it->is_number_integer() ? it->get<int64_t>() : otherwise;
+}
+
+int64_t clock_of(const ordered_json& line) {
+    const auto it = line.find("us");
+    if (it == line.end() || !it->is_number_integer()) return 0;
+    if (it->is_number_unsigned() && it->get<uint64_t>() > uint64_t(latest_us)) return latest_us;
+    return std::clamp<int64_t>(it->get<int64_t>(), 0, latest_us);
 }
 
 board_script read_script(std::istream& in) {

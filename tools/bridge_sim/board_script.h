@@ -45,4 +45,7 @@ board_script load_script(const std::string& path, std::string& error);
 std::string text_of(const ordered_json& line, const char* key);
 int64_t integer_of(const ordered_json& line, const char* key, int64_t otherwise);
 
+// The line's "us", 0 without one; cut to 0 and to the latest time that the board can reckon with.
+int64_t clock_of(const ordered_json& line);
+
 }  // namespace bridge_sim

@@ -1,5 +1,7 @@
 #include "bridge_sim/portable_math.h"
 
+#include <cmath>
+
 namespace bridge_sim {
 
 double sine_of_turns(double turns) {
@@ -24,7 +26,7 @@ double clamp_unit(double x) {
 }
 
 int scale_to(double x, int top) {
-    return int(clamp_unit(x) * double(top) + 0.5);
+    return int(std::lround(clamp_unit(x) * double(top)));
 }
 
 double smooth_step(double lo, double hi, double x) {

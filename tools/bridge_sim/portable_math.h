@@ -2,8 +2,8 @@
 
 // The little mathematics whose results end in bytes of a recording.
 //
-// Only + - * / on doubles, which round alike everywhere; the sine of the system's library may
-// differ in its last bit. Pure, any thread.
+// Only + - * / and rounding of doubles, which are exact everywhere; the sine of the system's
+// library may differ in its last bit. Pure, any thread.
 
 #include <cstdint>
 

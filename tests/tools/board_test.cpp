@@ -157,6 +157,21 @@ TEST(board, a_recorded_restart_stays_one) {
     EXPECT_EQ(integer_of(ordered_json::parse(lines[2].text), "us", 0), 8999999);
 }
 
+// Numbers that no board could send are cut before anybody reckons with them.
+TEST(board, impossible_times_do_no_harm) {
+    board_script script = script_of(R"({"t":"hb","us":18446744073709551615,"rx":-1e308})"
+                                    "\n"
+                                    R"({"t":"hb","us":-9223372036854775808,"rx":1e308})"
+                                    "\n");
+    ASSERT_EQ(script.lines.size(), 2u);
+    EXPECT_EQ(script.length_s, 2e9);
+    board device(script, {.speed = 1.0, .loop = true}, 0.0);
+    std::vector<sent_line> lines;
+    device.collect(5.0, lines);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(integer_of(ordered_json::parse(lines[0].text), "us", 0), 1'000'000'000'000'000);
+}
+
 TEST(board, info_tells_what_is_on) {
     bench b;
     b.at(5.0);

@@ -11,12 +11,7 @@ namespace monitor {
 
 namespace {
 
-constexpr int32_t type_computer = 3;  // a computer on the network; it is no deck
-constexpr int level_radius = 2;       // columns around the position whose level is shown
-
-bool is_deck(const deckbus::player& p) {
-    return p.present && p.type != deckbus::type_mixer && p.type != type_computer;
-}
+constexpr int level_radius = 2;  // columns around the position whose level is shown
 
 // Lines may hold numbers of any size. What no deck can mean becomes `otherwise` here, so that the
 // widgets calculate with small finite numbers only.
@@ -105,7 +100,7 @@ void collector::read_players(const deckbus::state& state, set_picture& set) {
             set.master_phase = sane(p.beat_phase(set.t), 1.0, 0.0);
         }
         if (!p.present) continue;
-        if (is_deck(p)) {
+        if (p.is_deck()) {
             set.decks.push_back(read_deck(state, n, set.t));
         } else {
             set.air_known = set.air_known || p.type == deckbus::type_mixer;

@@ -121,7 +121,8 @@ int run_command_line(int argc, char** argv) {
     try {
         app.parse(spell_out(argc, argv));
     } catch (const CLI::ParseError& e) {
-        return app.exit(e);
+        constexpr int wrong_usage = 2;
+        return app.exit(e) == 0 ? 0 : wrong_usage;
     }
     return record->parsed() ? run_record(wish, output) : serve(std::move(serving));
 }

@@ -15,6 +15,7 @@ namespace deckbus {
 
 inline constexpr int max_player = 64;  // players are numbered from 1
 inline constexpr int32_t type_mixer = 2;
+inline constexpr int32_t type_computer = 3;
 
 struct player {
     // Tempo with pitch applied, beats a minute.
@@ -36,6 +37,9 @@ struct player {
     // Position in ms, or -1 when unknown: from a position line for one second, else from the
     // beat and the grid of `loaded`, which may be null.
     double position_ms(double t, const track* loaded) const;
+
+    // Whether this is something that plays tracks, and on the network.
+    bool is_deck() const { return present && type != type_mixer && type != type_computer; }
 
     // Forgets what belonged to the track before.
     void new_track();

@@ -3,7 +3,7 @@
 // Recordings: bridge lines with the time at which each of them arrived.
 //
 // JSONL, one bridge line a line, with two optional keys: "rx", s at which the logger got it, and
-// "us", the bridge's clock in microseconds. docs/usb-protokoll.md tells how they are made.
+// "us", the bridge's clock in microseconds. docs/usb-protokoll.md tells the form.
 // Pure but for the file, any thread.
 
 #include <istream>

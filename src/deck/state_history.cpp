@@ -9,11 +9,6 @@ namespace {
 constexpr double scan_interval_s = 0.5;
 constexpr double longest_step_s = 5.0;  // a longer gap is a broken link, not listening
 constexpr double heard_after_s = 30.0;
-constexpr int32_t not_decks[] = {type_mixer, 3};
-
-bool is_deck(const player& p) {
-    return p.present && p.type != not_decks[0] && p.type != not_decks[1];
-}
 
 bool mixer_among(const std::map<int, player>& players) {
     for (const auto& [n, p] : players) {
@@ -32,7 +27,7 @@ void state::scan_history(double now) {
         // With a mixer on the bus on-air flags can be trusted; without one, playing counts.
         const bool mixer_seen = mixer_among(players);
         for (const auto& [n, p] : players) {
-            if (is_deck(p)) count_heard(n, p, dt, mixer_seen, now);
+            if (p.is_deck()) count_heard(n, p, dt, mixer_seen, now);
         }
     }
     fill_history();

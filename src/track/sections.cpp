@@ -53,11 +53,13 @@ column_sums::column_sums(const waveform& wave)
 }
 
 void column_sums::add(band_sum& sum, std::span<const uint8_t> bands) {
-    uint32_t low = 0, all = 0;
-    for (const uint8_t level : bands) all += level;
-    for (size_t at = 0; at < bands.size(); at += 3) low += bands[at];
+    uint32_t low = 0, rest = 0;  // of one block, so they cannot overflow
+    for (size_t at = 0; at < bands.size(); at += 3) {
+        low += bands[at];
+        rest += uint32_t(bands[at + 1]) + bands[at + 2];
+    }
     sum.low += low;
-    sum.rest += all - low;
+    sum.rest += rest;
 }
 
 band_sum column_sums::before(size_t column) const {

@@ -11,13 +11,16 @@
 //     };
 //
 // So the set needs to know no type, and each pool is made when its type is used first. Owner
-// thread or global lock; see memory/pool.h.
+// thread or global lock; see memory/pool.h. Another thread may ask for the pool of an element that
+// it was given, since that pool was made before.
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
+#include "runtime/local/thread_local.h"
 #include "runtime/memory/pool.h"
 
 // In the order in which the shutdown report prints them.
@@ -47,10 +50,18 @@ struct tvr_pool_traits;
 
 class tvr_pool_set {
 public:
+    // The lock is that of the pools' interpreter and outlives them.
+    explicit tvr_pool_set(tvr_interpreter_lock& owner_lock) : lock(owner_lock) {}
+    // Ends the pools in the order of their kinds, so that control blocks go last.
+    ~tvr_pool_set();
+    tvr_pool_set(const tvr_pool_set&) = delete;
+    tvr_pool_set& operator=(const tvr_pool_set&) = delete;
+
     template <typename T>
     typename tvr_pool_traits<T>::pool& of() {
         auto& pool = pools[size_t(tvr_pool_traits<T>::kind)];
-        if (pool == nullptr) pool = std::make_unique<typename tvr_pool_traits<T>::pool>();
+        if (pool == nullptr) [[unlikely]]
+            make<typename tvr_pool_traits<T>::pool>(pool);
         return static_cast<typename tvr_pool_traits<T>::pool&>(*pool);
     }
 
@@ -61,5 +72,30 @@ public:
     size_t live(tvr_pool_kind kind) const;
 
 private:
+    template <typename POOL>
+    [[gnu::cold, gnu::noinline]] void make(std::unique_ptr<tvr_pool_base>& place) {
+        if constexpr (std::is_constructible_v<POOL, tvr_interpreter_lock&>) {
+            place = std::make_unique<POOL>(lock);
+        } else {
+            place = std::make_unique<POOL>();
+        }
+    }
+
+    tvr_interpreter_lock& lock;
     std::array<std::unique_ptr<tvr_pool_base>, size_t(tvr_pool_kind::count)> pools;
 };
+
+// Gives a pooled element back from whatever thread: straight to its pool where script code may
+// run, else through the mailbox. A thread without an interpreter lets it leak, as its pool is gone
+// or unknown. For types whose pool is a tvr_pool_threadsafe.
+template <typename T>
+void tvr_pool_return(T* element) {
+    tvr_thread_local& local = tvr_local();
+    if (local.pools == nullptr) return;
+    auto& pool = local.pools->of<T>();
+    if (local.is_script_thread()) {
+        pool.deallocate(element);
+    } else {
+        pool.deallocate_from_thread(element);
+    }
+}

@@ -11,13 +11,19 @@
 // the owner or whoever holds the global lock. Objects that live outside any interpreter
 // (tvr_pooled_control_block() is false) have immortal blocks, which are written once, under a
 // lock, and then only read: interpreters on several threads share them.
+//
+// Objects end inside of each other's end, to a limited depth: a list of a million nodes ends
+// without a stack of a million calls.
 
+#include <atomic>
+#include <concepts>
 #include <cstdint>
 #include <utility>
 
 #include "runtime/memory/type_id.h"
 
 class tvrptr_base_internal;
+struct tvr_thread_local;
 
 struct tvrptr_control_block {
     static constexpr int32_t null_count = -1;      // the shared null block
@@ -27,11 +33,16 @@ struct tvrptr_control_block {
     // The block of all null pointers. Never written.
     static tvrptr_control_block* null_block();
 
-    // A new block, from the interpreter's pool or from the heap.
+    // A new block, from the interpreter's pool or from the heap: when `pooled` is false, where no
+    // script code may run, and while the thread wants no pools.
     static tvrptr_control_block* create(bool pooled);
 
-    // Gives a block back where it came from.
+    // Gives a block back where it came from. Any thread.
     static void destroy(tvrptr_control_block* block);
+
+    constexpr tvrptr_control_block() = default;
+    constexpr tvrptr_control_block(tvrptr_base_internal* of, int32_t count)
+        : object(of), strong(count) {}
 
     // Whether a pointer may take a count: the object is there and not being destroyed.
     bool holds_object() const { return object != nullptr && alive != 0; }
@@ -57,8 +68,23 @@ struct tvrptr_control_block {
     uint8_t slot = not_pooled;
 
 private:
-    void end_object();
+    friend class tvrptr_base_internal;
+
+    // Objects that end inside of each other's end; more of them are put off until the outermost
+    // has ended.
+    static constexpr uint32_t max_nested_ends = 128;
+
+    [[gnu::noinline]] void end_object();
+    void finish_object() noexcept;
+    void lose_object();
+    void put_off(tvr_thread_local& local);
+    static tvrptr_control_block* next_put_off(tvr_thread_local& local);
 };
+
+inline tvrptr_control_block* tvrptr_control_block::null_block() {
+    static constinit tvrptr_control_block block{nullptr, null_count};
+    return &block;
+}
 
 // Base of everything that smart pointers can hold.
 class tvrptr_base_internal {
@@ -67,26 +93,40 @@ public:
     // A copy is an object of its own and has no block yet.
     tvrptr_base_internal(const tvrptr_base_internal&) {}
     tvrptr_base_internal& operator=(const tvrptr_base_internal&) { return *this; }
+    // An object that ends while pointers to it exist, such as one on the stack: they become null.
     virtual ~tvrptr_base_internal();
 
-    // Called when the last strong pointer has gone, before the object is disposed of.
+    // Called when the last strong pointer has gone, before the object is disposed of. Pointers to
+    // the object that are made from here on are null.
     virtual void release() {}
 
     // False for objects outside every interpreter: their block comes from the heap and is
     // immortal, and so are they.
     virtual bool tvr_pooled_control_block() const { return true; }
 
-    tvrptr_control_block* __tvr_get_or_create_control_block();
-    tvrptr_control_block* control_block_if_any() const { return block; }
+    // The name keeps clear of every name that a native class could choose.
+    // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
+    tvrptr_control_block* __tvr_get_or_create_control_block() {
+        tvrptr_control_block* known = control_block_if_any();
+        return known != nullptr ? known : make_control_block();
+    }
+    tvrptr_control_block* control_block_if_any() const {
+        return block.load(std::memory_order_acquire);
+    }
 
 protected:
     // Ends the object's life after release(): deletes it. Pooled types give themselves back to
-    // their pool instead.
-    virtual void dispose() { delete this; }
+    // their pool instead; they have no block by then, and will get a new one.
+    virtual void dispose();
 
 private:
     friend struct tvrptr_control_block;
-    tvrptr_control_block* block = nullptr;
+
+    [[gnu::noinline]] tvrptr_control_block* make_control_block();
+    tvrptr_control_block* make_immortal_block();
+
+    // Atomic for the objects that interpreters share, whose block is stored once, with release.
+    std::atomic<tvrptr_control_block*> block{nullptr};
 };
 
 template <typename T>
@@ -102,8 +142,8 @@ public:
     tvrptr_strong(tvrptr_strong&& other) noexcept
         : block(std::exchange(other.block, tvrptr_control_block::null_block())) {}
     template <typename U>
-    tvrptr_strong(const tvrptr_strong<U>& other) : tvrptr_strong() {  // to a base of U
-        static_cast<void>(static_cast<T*>(static_cast<U*>(nullptr)));
+    requires std::convertible_to<U*, T*> tvrptr_strong(const tvrptr_strong<U>& other)
+        : tvrptr_strong() {
         acquire(other.control_block());
     }
     ~tvrptr_strong() { block->drop_strong(); }
@@ -114,7 +154,8 @@ public:
         return *this;
     }
     tvrptr_strong& operator=(tvrptr_strong&& other) noexcept {
-        std::swap(block, other.block);
+        tvrptr_strong taken(std::move(other));  // what was held here goes now, not with `other`
+        std::swap(block, taken.block);
         return *this;
     }
 
@@ -142,13 +183,17 @@ private:
     tvrptr_control_block* block;
 };
 
-// Observes its object.
+// Observes its object. Its last release lets the block go, but never the object.
 template <typename T>
 class tvrptr_weak {
 public:
     tvrptr_weak() : block(tvrptr_control_block::null_block()) {}
     explicit tvrptr_weak(T* object) : tvrptr_weak() { acquire(object); }
-    tvrptr_weak(const tvrptr_strong<T>& strong) : tvrptr_weak() { acquire(strong.control_block()); }
+    template <typename U>
+    requires std::convertible_to<U*, T*> tvrptr_weak(const tvrptr_strong<U>& strong)
+        : tvrptr_weak() {
+        acquire(strong.control_block());
+    }
     tvrptr_weak(const tvrptr_weak& other) : block(other.block) { block->add_weak(); }
     tvrptr_weak(tvrptr_weak&& other) noexcept
         : block(std::exchange(other.block, tvrptr_control_block::null_block())) {}
@@ -160,7 +205,8 @@ public:
         return *this;
     }
     tvrptr_weak& operator=(tvrptr_weak&& other) noexcept {
-        std::swap(block, other.block);
+        tvrptr_weak taken(std::move(other));
+        std::swap(block, taken.block);
         return *this;
     }
 

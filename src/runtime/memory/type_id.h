@@ -10,6 +10,6 @@ using tvr_type_id = uint64_t;
 // process. 0 is no type.
 template <typename T>
 tvr_type_id tvr_typeid() {
-    static const char mark = 0;
+    static char mark = 0;  // not const: equal constants may be merged
     return reinterpret_cast<tvr_type_id>(&mark);
 }

@@ -1,0 +1,30 @@
+#include "host/monitor/source.h"
+
+#include <sys/stat.h>
+
+namespace monitor {
+
+source_kind kind_of_source(const std::string& name) {
+    if (name == "auto") return source_kind::automatic;
+    struct stat found {};
+    if (stat(name.c_str(), &found) != 0) {
+        return name.starts_with("/dev/") ? source_kind::serial : source_kind::recording;
+    }
+    return S_ISCHR(found.st_mode) ? source_kind::serial : source_kind::recording;
+}
+
+std::shared_ptr<deckbus::session> open_source(const options& asked, std::string& error) {
+    switch (kind_of_source(asked.source)) {
+    case source_kind::automatic: return deckbus::session::open_serial("");
+    case source_kind::serial: return deckbus::session::open_serial(asked.source);
+    case source_kind::recording: break;
+    }
+    struct stat found {};
+    if (stat(asked.source.c_str(), &found) == 0 && S_ISDIR(found.st_mode)) {
+        error = "Cannot open file: " + asked.source + " is a folder";
+        return nullptr;
+    }
+    return deckbus::session::open_replay(asked.source, asked.speed, !asked.once, error);
+}
+
+}  // namespace monitor

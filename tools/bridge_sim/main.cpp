@@ -1,0 +1,15 @@
+// bridge_sim: a board that is not there.
+
+#include <cstdio>
+#include <exception>
+
+#include "bridge_sim/command_line.h"
+
+int main(int argc, char** argv) {
+    try {
+        return bridge_sim::run_command_line(argc, argv);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "bridge_sim: %s\n", e.what());
+        return 1;
+    }
+}

@@ -1,13 +1,14 @@
-#include "front_end.h"
-
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
-// Script files with the tree or the error that is expected of them, beside them.
+// Script files through `tavro check --ast`, with what the program has to print beside them.
 
 namespace {
 
@@ -20,17 +21,34 @@ std::string text_of(const fs::path& path) {
     return text.str();
 }
 
+struct outcome {
+    std::string said;  // on standard output and standard error
+    int status;
+};
+
+// Runs in the folder of the scripts, so that reports hold short paths. Times are blotted out.
+outcome run_tavro(const std::string& arguments) {
+    const std::string command =
+        "cd " TAVRO_SCRIPTS " && NO_COLOR=1 TAVRO_PATH= " TAVRO_PROGRAM " " + arguments + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return {"popen failed", -1};
+    std::string said;
+    std::array<char, 4096> buffer;
+    for (size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+        said.append(buffer.data(), n);
+    const int status = pclose(pipe);
+    static const std::regex time("after [-+.e0-9]+ ms");
+    return {std::regex_replace(said, time, "after T ms"),
+            WIFEXITED(status) ? WEXITSTATUS(status) : -1};
+}
+
 class script_test : public testing::TestWithParam<std::string> {};
 
 TEST_P(script_test, gives_what_is_expected) {
-    const fs::path script = fs::path(TAVRO_SCRIPTS) / (GetParam() + ".tvio");
-    front_end scope;
-    for (const auto& entry : fs::directory_iterator(TAVRO_SCRIPTS))
-        scope.files.texts[entry.path().filename().string()] = text_of(entry.path());
-    tvr_lexer lexer;
-    const auto ast = lexer.load_file(script.filename().string());
-    const std::string found = ast != nullptr ? ast->print() : scope.log.errors.front() + "\n";
-    EXPECT_EQ(found, text_of(fs::path(script).replace_extension(".expected")));
+    const outcome found = run_tavro("check --ast " + GetParam() + ".tvio");
+    const std::string expected = text_of(fs::path(TAVRO_SCRIPTS) / (GetParam() + ".expected"));
+    EXPECT_EQ(found.said, expected);
+    EXPECT_EQ(found.status, expected.find("Syntax Error") == std::string::npos ? 0 : 1);
 }
 
 std::vector<std::string> all_scripts() {
@@ -43,5 +61,28 @@ std::vector<std::string> all_scripts() {
 
 INSTANTIATE_TEST_SUITE_P(syntax, script_test, testing::ValuesIn(all_scripts()),
                          [](const auto& test) { return test.param; });
+
+TEST(check_command, statuses_and_sources) {
+    struct row {
+        const char* arguments;
+        const char* said;
+        int status;
+    };
+    const row rows[] = {
+        {"check show.tvio show_lib.tvio", "", 0},
+        {"check none.tvio show.tvio", "[main] ! Cannot find script file none.tvio\n", 1},
+        {"check --ast - < show_lib.tvio | head -1", "class_def scene\n", 0},
+        {"check show.tvio missing_bracket.tvio 2> /dev/null", "", 1},
+        {"check --ast folder_include.tvio -I folder", "variable found\n", 0},
+        {"check folder_include.tvio 2> /dev/null", "", 1},
+    };
+    for (const row& r : rows) {
+        SCOPED_TRACE(r.arguments);
+        const outcome found = run_tavro(r.arguments);
+        EXPECT_EQ(found.said, r.said);
+        EXPECT_EQ(found.status, r.status);
+    }
+    EXPECT_EQ(run_tavro("check").status, 2);
+}
 
 }  // namespace

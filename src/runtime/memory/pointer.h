@@ -104,6 +104,8 @@ public:
     // immortal, and so are they.
     virtual bool tvr_pooled_control_block() const { return true; }
 
+    // The name keeps clear of every name that a native class could choose.
+    // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)
     tvrptr_control_block* __tvr_get_or_create_control_block() {
         tvrptr_control_block* known = control_block_if_any();
         return known != nullptr ? known : make_control_block();

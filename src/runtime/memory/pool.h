@@ -192,11 +192,10 @@ private:
     CHUNK* take_slot(uint8_t& slot) {
         ++live_elements;
         while (true) {
-            CHUNK* chunk = free_chunks.empty() ? nullptr : free_chunks.back();
-            if (chunk == nullptr || chunk->free_count == 0) [[unlikely]] {
-                chunk = next_chunk();
-                if (chunk == nullptr) return nullptr;
+            if (free_chunks.empty() || free_chunks.back()->free_count == 0) [[unlikely]] {
+                if (!find_chunk()) return nullptr;
             }
+            CHUNK* chunk = free_chunks.back();
             slot = chunk->free_slots[--chunk->free_count];
             assert(slot != tvr_not_pooled);
             if (!chunk->allocated[slot]) [[likely]] {
@@ -242,28 +241,28 @@ private:
         deallocate_recover_owner(element);
     }
 
-    // Takes chunks that ran empty off the stack until one has a free slot; makes one at the end.
-    [[gnu::noinline]] CHUNK* next_chunk() {
+    // Takes chunks that ran empty off the stack until one with a free slot is on top; makes one at
+    // the end. False when there is no memory.
+    [[gnu::noinline]] bool find_chunk() {
         while (!free_chunks.empty()) {
-            CHUNK* chunk = free_chunks.back();
-            if (chunk->free_count > 0) return chunk;
-            chunk->in_free_list = 0;
+            if (free_chunks.back()->free_count > 0) return true;
+            free_chunks.back()->in_free_list = 0;
             free_chunks.pop_back();
         }
         return add_chunk();
     }
 
-    CHUNK* add_chunk() {
+    bool add_chunk() {
         void* memory = CHUNK::get_memory(sizeof(CHUNK));
         if (memory == nullptr) {
             --live_elements;
             tvr_pool_report::no_memory();
-            return nullptr;
+            return false;
         }
         chunks.push_back(::new (memory) CHUNK);
         free_chunks.reserve(chunks.capacity());
         free_chunks.push_back(chunks.back());
-        return chunks.back();
+        return true;
     }
 
     // Step by step for all of them, since elements free each other: no memory goes while one ends.

@@ -65,6 +65,8 @@ public:
     std::vector<const tvrobject_metadata*> parents;
 
 private:
+    int64_t count_members() const;  // with those of the parents
+
     tvr_by_name<std::unique_ptr<tvr_function_def>> functions;
     std::vector<std::unique_ptr<tvrobject_member_def_base>> members;
     tvr_by_name<int64_t> member_places;

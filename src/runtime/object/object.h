@@ -43,6 +43,9 @@ public:
     // to copy.
     virtual tvrptr_strong<tvrobject_base> op_assign_operator();
 
+    // For objects that an assignment turns into a plain value: stores it and says true.
+    virtual bool op_assign_value(tvrvar& /*result*/) { return false; }
+
     // Members by name, by place, by key. A name that is none is a runtime error.
     virtual tvrvar_shared op_get_member(std::string_view name);
     virtual tvrvar_shared op_get_member(int64_t index);
@@ -55,6 +58,8 @@ public:
     virtual bool op_has_member(tvrvar_shared& key);
 
     virtual bool op_is_none() { return false; }
+    // The truth test, negated.
+    virtual bool op_compare_zero() { return op_is_none(); }
     virtual int64_t op_get_size() { return 0; }
     virtual bool op_get_member_index(tvrvar& result, uint64_t index);
     virtual bool op_get_member_index(tvrvar& result, std::string_view name);
@@ -93,7 +98,7 @@ public:
 };
 
 template <typename T>
-T* tvrvar::object() const {
+T* tvrvar::object() {
     tvrobject_base* held = object_ptr();
     return held == nullptr ? nullptr : held->cast<T>();
 }
@@ -142,7 +147,49 @@ public:
         return m.add_function(std::move(def));
     }
 
+    // Registers a member: `get` is called as get(T&) and returns a tvrvar_shared, `set` as
+    // set(T&, tvrvar_shared&), with a value that it may keep. add_getter: read only.
+    template <typename GET, typename SET>
+    static void add_member(tvrobject_metadata& m, std::string_view name, GET get, SET set,
+                           std::string_view description = {}) {
+        add_accessors(m, name, description, std::move(get), [set](T& object, tvrvar_shared& value) {
+            set(object, value);
+            return true;
+        });
+    }
+    template <typename GET>
+    static void add_getter(tvrobject_metadata& m, std::string_view name, GET get,
+                           std::string_view description = {}) {
+        add_accessors(m, name, description, std::move(get),
+                      [](T&, tvrvar_shared&) { return false; });
+    }
+
 private:
+    template <typename GET, typename SET>
+    class member_def : public tvrobject_member_def_base {
+    public:
+        member_def(GET getter, SET setter) : get(std::move(getter)), set(std::move(setter)) {}
+        tvrvar_shared call_get_cb(tvrobject_base& object) const override {
+            return get(static_cast<T&>(object));
+        }
+        bool call_set_cb(tvrobject_base& object, tvrvar_shared& value) const override {
+            return set(static_cast<T&>(object), value);
+        }
+
+    private:
+        GET get;
+        SET set;
+    };
+
+    template <typename GET, typename SET>
+    static void add_accessors(tvrobject_metadata& m, std::string_view name,
+                              std::string_view description, GET get, SET set) {
+        auto def = std::make_unique<member_def<GET, SET>>(std::move(get), std::move(set));
+        def->name = name;
+        def->description = description;
+        m.add_member(std::move(def));
+    }
+
     struct holder {
         tvrobject_metadata metadata{CLASS_STRING.value, tvr_typeid<T>()};
     };

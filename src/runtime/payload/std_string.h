@@ -15,6 +15,10 @@ public:
     std::string to_string() override { return text; }
     std::string_view to_string_view() override { return text; }
     int64_t op_get_size() override { return int64_t(text.size()); }
+    bool op_is_none() override { return text.empty(); }
+    // The byte at a place, from the end when negative, as a text of its own.
+    tvrvar_shared op_get_member(int64_t index) override;
+    using tvrobject_base::op_get_member;
 
     std::string text;
     uint8_t slot = tvr_not_pooled;

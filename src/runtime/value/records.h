@@ -15,7 +15,7 @@ struct tvr_function_def;
 struct tvrvar_ptr_function {
     tvrptr_weak<tvr_program_block_routine> routine;
     tvrptr_weak<tvr_task> task;                // the scope that it closes over
-    tvrptr_weak<tvr_class> self;               // `this`, null for none
+    tvrptr_weak<tvr_instance> self;            // `this`, null for none
     tvrptr_strong<tvrvector_shared> captures;  // null for none
     uint8_t slot = tvr_not_pooled;
 };

@@ -7,6 +7,9 @@
 //   value.h          the record and its owning handle
 //   value_types.h    the types, their numbers and names
 //   records.h        what functions and member handles carry besides one pointer
+//   instance.h       what a value asks of an instance of a script class
+//   plain_value.h    the value behind references, for the length of a scope
+//   payload_pools.h  where payloads and records come from
 //   arithmetic.h     binary and unary operators, by the larger type
 //   operators.h      the operator methods that script classes can have
 //   number_text.h    numbers from text and text from numbers
@@ -34,7 +37,7 @@
 #include "runtime/memory/pointer.h"
 #include "runtime/value/value_types.h"
 
-class tvr_class;
+class tvr_instance;
 class tvr_program_block_class;
 class tvr_program_block_routine;
 class tvr_std_buffer;
@@ -72,12 +75,16 @@ public:
         return type >= tvrvar_type_member_literal && type <= tvrvar_type_member_var;
     }
     bool is_class() const { return type == tvrvar_type_class; }
-    bool is_list() const;       // a json without any key
-    bool object_valid() const;  // an object that is still there
+    bool is_list();       // a json without any key
+    bool object_valid();  // an object that is still there
 
     // The plain value behind references and member handles. On a ring of references the warning
     // "Circular reference detected in deref()." and none.
     tvrvar_shared deref();
+
+    // The variable at the end of the references: a plain value or a member handle, this one when
+    // it is no reference. Null, after the same warning, on a ring.
+    tvrvar* end_of_refs();
 
     // Reading. Types that have no such reading warn and give 0, false or the empty text.
 
@@ -86,15 +93,18 @@ public:
     bool bool_value();
     std::string string_value();
     void string_value(std::string& out);  // replaces `out`, keeping its memory
-    std::string_view string_view();       // of a string; empty elsewhere; valid until it changes
-    const char* c_str();                  // of a string, zero-terminated
+    // The text form of a plain value: a string's own text, else written into `scratch`.
+    std::string_view text_view(std::string& scratch);
+    std::string_view string_view();  // of a string; empty elsewhere; valid until it changes
+    const char* c_str();             // of a string, zero-terminated
     size_t c_str_length();
     int64_t size();
     bool compare_zero();  // the truth test of the language, negated: true for what is "no"
     bool is_none_like();  // none, or a dead object or class: what ?? replaces
-    tvrobject_base* object_ptr() const;  // null when dead or no object
+    // The object; also the payload of a string, binary or json, which is one. Null when dead.
+    tvrobject_base* object_ptr();
     template <typename T>
-    T* object() const;  // object_ptr() as a T, null when it is none; object/object.h
+    T* object();  // object_ptr() as a T, null when it is none; object/object.h
 
     // Writing. Each turns this variable into that type, releasing what it held; a payload that
     // fits already is used again. On a reference or a member handle they act on the variable
@@ -129,10 +139,12 @@ public:
     tvr_std_json& as_json(bool clear);  // the json it has, or a new one; emptied if `clear`
     tvr_std_json* as_json_ptr(bool clear);
     void as_object(tvrobject_base* object);  // null: none
-    void as_function(tvr_program_block_routine* routine, tvr_task* task);
+    // The routine is a tvr_program_block_routine, the task a tvr_task or null, the definition a
+    // tvr_program_block_class: types of upper floors, known here as what pointers can hold.
+    void as_function(tvrptr_base_internal* routine, tvrptr_base_internal* task);
     void as_function(tvr_function_def* def, tvrobject_base* object);
-    void as_class(tvr_class* instance);
-    void as_class_def(tvr_program_block_class* definition);
+    void as_class(tvr_instance* instance);
+    void as_class_def(tvrptr_base_internal* definition);
     void as_object_member(tvrobject_base* object, std::string_view name);
     void as_object_member(tvrobject_base* object, int64_t index, bool vtable);
     void as_object_member(tvrobject_base* object, tvrvar_shared& key);
@@ -171,6 +183,9 @@ public:
     // Releases the payload of a type above primitive_end and leaves none behind.
     void release_payload();
 
+    // Takes over what `from` holds, which is none afterwards.
+    void take(tvrvar& from);
+
     int32_t refcount = 0;
     uint8_t flags = 0;
     uint8_t no_ref = 0;
@@ -188,6 +203,14 @@ public:
         tvrvar_ptr_member_var* member_var;
         tvrvar* target;  // of a ref, which keeps it alive
     };
+
+private:
+    static void release_chain(tvrvar* target);
+    void set_through(tvrvar& source);
+    tvrvar_shared read_member();
+    void write_member(tvrvar& source);
+    bool member_exists() const;
+    tvrptr_strong<tvrobject_base> handle_object() const;
 };
 
 static_assert(sizeof(tvrvar) == 16, "the record's widths are part of the engine's design");
@@ -199,6 +222,10 @@ tvrvar* tvrvar_new();
 // Releases the payload and gives the record back where it came from; from a foreign thread
 // through the pool's mailbox.
 void tvrvar_free(tvrvar* variable);
+
+// What a pool asks when a variable comes home out of its mailbox: releases the payload. False for
+// a record of the plain heap, which is gone then. Thread: one that runs scripts.
+bool tvr_pool_arrived(tvrvar& variable);
 
 // Owns a variable together with all other handles on it. May be null.
 class tvrvar_shared {

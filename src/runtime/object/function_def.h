@@ -26,10 +26,10 @@ using tvr_native_function =
 
 // What a person can read about a function. Parameters have the form "name: type - text".
 struct tvr_function_docs {
-    std::string description;
-    std::vector<std::string> params;
-    std::string returns_class;  // name of the class of the result, empty for any
-    std::vector<std::string> examples;
+    std::string description = {};
+    std::vector<std::string> params = {};
+    std::string returns_class = {};  // name of the class of the result, empty for any
+    std::vector<std::string> examples = {};
 };
 
 struct tvr_function_def : tvrptr_base_internal {

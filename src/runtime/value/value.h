@@ -133,6 +133,7 @@ public:
         real = value;
     }
     void as_string(std::string_view text);
+    void as_string(const char* text) { as_string(std::string_view(text)); }
     void as_string(std::string&& text);
     void as_binary(std::string_view bytes);
     tvr_std_buffer& as_binary();        // an empty buffer of its own, or the one it has

@@ -17,30 +17,36 @@ void warn_of_ring() {
 
 }  // namespace
 
+bool tvr_pool_arrived(tvrvar& variable) {
+    variable.as_none();
+    variable.flags = 0;
+    variable.refcount = 0;
+    if (variable.slot != tvr_not_pooled) [[likely]]
+        return true;
+    delete &variable;
+    return false;
+}
+
 tvrvar* tvrvar_new() {
     return tvr_pool_take<tvrvar>();
 }
 
 // A variable that another thread lets go of travels home with all that it holds: the counts of
-// its payload are the interpreter's, and only there they may be touched.
+// its payload are the interpreter's, and only there they may be touched. The pool of variables
+// exists by then, since every interpreter makes it when it begins.
 void tvrvar_free(tvrvar* variable) {
-    if (variable->refcount < 0) return tvr_log().err("refcount < 0 !!!");
+    if (variable->refcount < 0) [[unlikely]]
+        return tvr_log().err("refcount < 0 !!!");
     const tvr_thread_local& local = tvr_local();
-    const bool foreign = local.pools != nullptr && !local.is_script_thread();
+    if (local.pools == nullptr) [[unlikely]] {
+        tvr_pool_arrived(*variable);  // a pooled one leaks: its pool is gone or unknown
+        return;
+    }
     const bool pooled = variable->slot != tvr_not_pooled;
-    if (foreign && (pooled || !variable->is_primitive())) [[unlikely]] {
+    if (!local.is_script_thread() && (pooled || !variable->is_primitive())) [[unlikely]] {
         return local.pools->of<tvrvar>().deallocate_from_thread(variable);
     }
-    if (tvr_pool_arrived(*variable)) tvr_pool_return(variable);
-}
-
-bool tvr_pool_arrived(tvrvar& variable) {
-    variable.as_none();
-    variable.flags = 0;
-    variable.refcount = 0;
-    if (variable.slot != tvr_not_pooled) return true;
-    delete &variable;
-    return false;
+    if (tvr_pool_arrived(*variable)) local.pools->of<tvrvar>().deallocate(variable);
 }
 
 void tvrvar::release_payload() {

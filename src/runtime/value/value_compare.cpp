@@ -151,6 +151,7 @@ bool smaller_plain(tvrvar& left, tvrvar& right, uint8_t larger, bool or_equal) {
 
 bool tvrvar::compare_equal(tvrvar& other) {
     if (type == tvrvar_type_int && other.type == tvrvar_type_int) return integer == other.integer;
+    if (type == tvrvar_type_float && other.type == tvrvar_type_float) return real == other.real;
     return equal_at(*this, other, 0);
 }
 
@@ -161,6 +162,9 @@ bool tvrvar::json_equal(tvrvar& other) {
 }
 
 bool tvrvar::compare_smaller(tvrvar& other, bool or_equal) {
+    if (type == tvrvar_type_int && other.type == tvrvar_type_int) {
+        return smaller_number(integer, other.integer, or_equal);
+    }
     const tvr_plain_value left(*this), right(other);
     const uint8_t larger = std::max(left->type, right->type);
     switch (ordering_of(larger)) {
@@ -173,6 +177,9 @@ bool tvrvar::compare_smaller(tvrvar& other, bool or_equal) {
 }
 
 bool tvrvar::compare_bigger(tvrvar& other, bool or_equal) {
+    if (type == tvrvar_type_int && other.type == tvrvar_type_int) {
+        return smaller_number(other.integer, integer, or_equal);
+    }
     const tvr_plain_value left(*this), right(other);
     const uint8_t larger = std::max(left->type, right->type);
     switch (ordering_of(larger)) {

@@ -29,7 +29,7 @@ template <std::integral T>
 void tvr_append(std::string& out, T part) {
     char text[24];
     const auto end = std::to_chars(text, text + sizeof text, part + 0);  // + 0: a bool is a number
-    out.append(text, end.ptr);
+    out.append(text, size_t(end.ptr - text));
 }
 
 template <std::floating_point T>

@@ -29,7 +29,7 @@ struct outcome {
 // Runs in the folder of the scripts, so that reports hold short paths. Times are blotted out.
 outcome run_tavro(const std::string& arguments) {
     const std::string command =
-        "cd " TAVRO_SCRIPTS " && NO_COLOR=1 TAVRO_PATH= " TAVRO_PROGRAM " " + arguments + " 2>&1";
+        "(cd " TAVRO_SCRIPTS " && NO_COLOR=1 TAVRO_PATH= " TAVRO_PROGRAM " " + arguments + ") 2>&1";
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return {"popen failed", -1};
     std::string said;

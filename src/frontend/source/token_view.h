@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "frontend/source/declaration_hook.h"
+#include "frontend/source/large_memory.h"
 #include "frontend/source/token.h"
 
 class tvr_src_token_view {
@@ -51,7 +52,7 @@ public:
     std::string path;       // "<memory>" for a source given as text
     std::string directory;  // of the file, as in path; empty for the working folder
     std::string source;
-    std::vector<tvr_src_token> tokens;
+    tvr_large_vector<tvr_src_token> tokens;
     std::vector<strict_mark> strict_marks;  // in order
     std::vector<tvr_declaration> declarations;
     std::vector<std::shared_ptr<tvr_src_token_view>> included;

@@ -2,12 +2,16 @@
 
 namespace {
 
-constexpr size_t first_arena_bytes = 4096;
+// Most trees fit into the arena's first block.
+size_t first_arena_bytes(const tvr_src_command_view& commands) {
+    constexpr size_t least_bytes = 1024, usual_token_bytes = 20;
+    return least_bytes + usual_token_bytes * commands.tokens->tokens.size();
+}
 
 }  // namespace
 
 tvr_ast::tvr_ast(std::unique_ptr<tvr_src_command_view> of)
-    : commands(std::move(of)), arena(first_arena_bytes) {}
+    : commands(std::move(of)), arena(first_arena_bytes(*commands), &memory) {}
 
 std::string_view tvr_ast::keep_text(std::string_view text) {
     char* kept = make_array<char>(text.size());

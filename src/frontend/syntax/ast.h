@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "frontend/source/large_memory.h"
 #include "frontend/syntax/ast_node.h"
 #include "frontend/syntax/command.h"
 
@@ -56,5 +57,6 @@ public:
 
 private:
     std::unique_ptr<tvr_src_command_view> commands;
+    tvr_large_memory memory;
     std::pmr::monotonic_buffer_resource arena;
 };

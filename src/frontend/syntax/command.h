@@ -46,8 +46,8 @@ struct tvr_src_command {
 
 // What a #define puts in the place of its name.
 struct tvr_src_definition {
-    std::vector<tvr_src_token> tokens;  // the replacement and an end of file
-    std::vector<tvr_src_command> commands;
+    tvr_large_vector<tvr_src_token> tokens;  // the replacement and an end of file
+    tvr_large_vector<tvr_src_command> commands;
 };
 
 class tvr_src_command_view {
@@ -56,6 +56,6 @@ public:
     const tvr_src_command* end() const { return commands.data() + commands.size(); }
 
     std::shared_ptr<const tvr_src_token_view> tokens;  // kept alive; the commands point into it
-    std::vector<tvr_src_command> commands;             // the statements of the unit
+    tvr_large_vector<tvr_src_command> commands;        // the statements of the unit
     std::unordered_map<std::string_view, tvr_src_definition> definitions;
 };

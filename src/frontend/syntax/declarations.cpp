@@ -156,7 +156,7 @@ private:
 
     tvr_src_token_view& view;
     tvr_syntax_report& report;
-    std::vector<tvr_src_token> out;
+    tvr_large_vector<tvr_src_token> out;
     position before = nullptr;  // the last token but line ends; null where a statement begins
     uint32_t depth = 0;
     tvr_src_token previous_word;

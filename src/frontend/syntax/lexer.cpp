@@ -70,6 +70,8 @@ std::shared_ptr<tvr_src_token_view> tvr_lexer::stage_1(std::string text, const s
 std::unique_ptr<tvr_src_command_view> tvr_lexer::stage_2(
     std::shared_ptr<const tvr_src_token_view> view) {
     auto commands = std::make_unique<tvr_src_command_view>();
+    constexpr size_t usual_command_tokens = 3;
+    commands->commands.reserve(view->tokens.size() / usual_command_tokens + 16);
     tvr_stage_2 stage(*commands, commands->commands, report);
     if (!stage.stage_2_top_level(view->tokens.data())) return nullptr;
     commands->tokens = std::move(view);
@@ -88,7 +90,7 @@ std::string tvr_lexer::find_source(const std::string& name) {
     return found;
 }
 
-void tvr_lexer::print_tokens(const std::vector<tvr_src_token>& tokens) {
+void tvr_lexer::print_tokens(const tvr_large_vector<tvr_src_token>& tokens) {
     std::string text = "Processed tokens:\n";
     for (const tvr_src_token& token : tokens) {
         const std::string_view shown =

@@ -45,7 +45,7 @@ public:
     static std::string find_source(const std::string& name);
 
     // Prints tokens to the log, for debugging.
-    static void print_tokens(const std::vector<tvr_src_token>& tokens);
+    static void print_tokens(const tvr_large_vector<tvr_src_token>& tokens);
 
     tvr_syntax_report report;
 
@@ -55,11 +55,11 @@ private:
     bool place_declarations(tvr_src_token_view& view);
 
     // Inside stage_1_includes: each takes the directive at `at` and moves behind it.
-    bool take_directive(tvr_src_token_view& view, size_t& at, std::vector<tvr_src_token>& out);
-    bool take_include(tvr_src_token_view& view, size_t& at, std::vector<tvr_src_token>& out);
+    bool take_directive(tvr_src_token_view& view, size_t& at, tvr_large_vector<tvr_src_token>& out);
+    bool take_include(tvr_src_token_view& view, size_t& at, tvr_large_vector<tvr_src_token>& out);
     bool take_strict(tvr_src_token_view& view, size_t& at);
     bool include_file(tvr_src_token_view& view, const tvr_src_token& name,
-                      std::vector<tvr_src_token>& out);
+                      tvr_large_vector<tvr_src_token>& out);
 
     tvr_declaration_hook* hook;
     std::unordered_set<std::string> included_paths;  // of the unit, the main file's too

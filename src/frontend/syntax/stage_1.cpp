@@ -58,7 +58,7 @@ bool tvr_lexer::stage_1_includes(tvr_src_token_view& view) {
     if (view.has_place_words)
         for (tvr_src_token& token : view.tokens) replace_place_word(view, token);
     if (!view.has_directives) return true;
-    std::vector<tvr_src_token> out;
+    tvr_large_vector<tvr_src_token> out;
     out.reserve(view.tokens.size());
     for (size_t at = 0; at < view.tokens.size();) {
         if (!view.tokens[at].is(code::hash))
@@ -71,7 +71,7 @@ bool tvr_lexer::stage_1_includes(tvr_src_token_view& view) {
 }
 
 bool tvr_lexer::take_directive(tvr_src_token_view& view, size_t& at,
-                               std::vector<tvr_src_token>& out) {
+                               tvr_large_vector<tvr_src_token>& out) {
     if (view.is_word(at + 1, "include")) return take_include(view, at, out);
     if (view.is_word(at + 1, "strict")) return take_strict(view, at);
     if (view.is_word(at + 1, "define")) {  // stage 2 reads it
@@ -84,7 +84,7 @@ bool tvr_lexer::take_directive(tvr_src_token_view& view, size_t& at,
 
 // A `;` behind the file's name is forgiven: it is an empty statement.
 bool tvr_lexer::take_include(tvr_src_token_view& view, size_t& at,
-                             std::vector<tvr_src_token>& out) {
+                             tvr_large_vector<tvr_src_token>& out) {
     const tvr_src_token& name = view.get_token(at + 2);
     const tvr_src_token& behind = view.get_token(at + 3);
     const bool named = name.is(code::string_text) || tvr_is_name(name.code);
@@ -97,7 +97,7 @@ bool tvr_lexer::take_include(tvr_src_token_view& view, size_t& at,
 }
 
 bool tvr_lexer::include_file(tvr_src_token_view& view, const tvr_src_token& name,
-                             std::vector<tvr_src_token>& out) {
+                             tvr_large_vector<tvr_src_token>& out) {
     const std::string path = tvr_find_include(view.directory, std::string(name.text()));
     std::string text;
     if (path.empty() || !tvr_filesys_local().read(path, text)) {

@@ -20,7 +20,7 @@ bool ends_statement(code c) {
 
 }  // namespace
 
-tvr_stage_2::tvr_stage_2(tvr_src_command_view& of, std::vector<tvr_src_command>& into,
+tvr_stage_2::tvr_stage_2(tvr_src_command_view& of, tvr_large_vector<tvr_src_command>& into,
                          tvr_syntax_report& to)
     : view(of), commands(into), report(to) {}
 
@@ -218,7 +218,7 @@ position tvr_stage_2::stage_2_process_directive(position at) {
 }
 
 // Copies the replacement up to the line's end; a `\` there continues it on the next line.
-position tvr_stage_2::take_definition_text(position at, std::vector<tvr_src_token>& tokens) {
+position tvr_stage_2::take_definition_text(position at, tvr_large_vector<tvr_src_token>& tokens) {
     while (!at->is(code::end_of_file) && !at->is(code::line_end)) {
         const bool continued = at->is(code::backslash) && at[1].is(code::line_end);
         if (continued) {

@@ -14,7 +14,7 @@
 class tvr_stage_2 {
 public:
     // Writes commands into `into`, definitions into `view`.
-    tvr_stage_2(tvr_src_command_view& view, std::vector<tvr_src_command>& into,
+    tvr_stage_2(tvr_src_command_view& view, tvr_large_vector<tvr_src_command>& into,
                 tvr_syntax_report& report);
 
     // All statements of a row of tokens that ends with the end of file. False after an error,
@@ -36,7 +36,7 @@ private:
     position take_block(position at);
     position take_list(position at, tvr_command_kind kind, tvr_token_code closing);
     position take_in_list(position at);
-    position take_definition_text(position at, std::vector<tvr_src_token>& tokens);
+    position take_definition_text(position at, tvr_large_vector<tvr_src_token>& tokens);
 
     size_t open(tvr_command_kind kind, position start);
     void close(size_t index, position end);
@@ -45,7 +45,7 @@ private:
     bool report_failure(position first);
 
     tvr_src_command_view& view;
-    std::vector<tvr_src_command>& commands;
+    tvr_large_vector<tvr_src_command>& commands;
     tvr_syntax_report& report;
     uint32_t depth = 0;
     position failed_at = nullptr;

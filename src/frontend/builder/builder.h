@@ -29,7 +29,7 @@ private:
     // The namespaces that `using` has opened, inner scopes behind outer ones.
     using used_namespaces = std::vector<tvr_namespace*>;
 
-    bool compile_block(tvr_program_block_routine& block, const tvr_ast_list<tvr_ast_node*>& nodes,
+    bool compile_block(tvr_program_block_routine& block, tvr_ast_list<tvr_ast_node*> nodes,
                        used_namespaces used);
     bool compile_command(tvr_program_block_routine& block, const tvr_ast_node& node,
                          used_namespaces& used);

@@ -12,11 +12,11 @@
 
 #include "runtime/local/pool_set.h"
 #include "runtime/memory/pointer.h"
-#include "runtime/value/value.h"
+#include "runtime/value/instance.h"
 
 class tvr_program_block_class;
 
-class tvr_class : public tvrptr_base_internal {
+class tvr_class : public tvr_instance {
 public:
     // Takes the members over. The definition may be gone before the instance is.
     void start(tvr_program_block_class& of, std::vector<tvrvar_static> values);
@@ -24,7 +24,10 @@ public:
     // The member in a slot; null for a slot that is none, and for a private one unless
     // `from_inside`.
     tvrvar* get_member(int64_t member_slot, bool from_inside) const;
-    tvrvar* get_member(std::string_view name) const;  // null for an unknown name
+
+    std::string_view class_name() const override;  // empty when the definition is gone
+    tvrvar_shared get_member(std::string_view name) override;
+    bool has_member(std::string_view name) const override;
 
     // Runs the destructors, in a frame on the current task. Errors in them are reported as
     // "__deinit__ of class '...'" and stop nothing.

@@ -208,6 +208,21 @@ TEST_F(value_assign, member_handles) {
     EXPECT_NE(said(), "");
 }
 
+// The machine turns the object on its stack into the handle, which keeps it alive from then on.
+TEST_F(value_assign, a_variable_becomes_a_handle_on_what_it_held) {
+    tvrvar_shared slot = none(), key("level");
+    slot->as_object(new meter);
+    slot->as_object_member(slot->object_ptr(), "level");
+    EXPECT_EQ(slot->int_value(), 5);
+    slot->as_object_member(slot->member_literal->object.get(), 0, false);
+    EXPECT_EQ(slot->int_value(), 5);
+    slot->as_object_member(slot->member_index->object.get(), key);
+    EXPECT_EQ(slot->int_value(), 5);
+    slot->as_function(meter::metadata_of_class().find_function("reset"),
+                      slot->member_var->object.get());
+    EXPECT_EQ(static_cast<meter*>(slot->ext_function->object.get())->level, 5);
+}
+
 TEST_F(value_assign, handles_on_dead_objects) {
     tvrvar_shared by_name = none(), by_index = none(), by_key = none(), key("level"), one(1);
     {
@@ -261,35 +276,38 @@ TEST_F(value_assign, a_negative_count_is_left_alone) {
 TEST_F(value_assign, other_threads_send_variables_home_with_what_they_hold) {
     constexpr int count = 20'000;  // more than the mailbox has places
     const tvrvar_shared list = json("[1]");
-    std::vector<tvrvar_shared> given;
-    for (int i = 0; i < count; ++i) {
-        tvrvar_shared one = none();
-        if (i % 3 == 0) one->as_string("text");
-        if (i % 3 == 1) one->set(*list);
-        given.push_back(std::move(one));
-    }
-    std::atomic<bool> done{false};
-    std::thread guest([&] {
-        thread.bind_guest();
-        given.clear();
-        tvrvar_shared own("made here");  // of the heap, with its payload
-        own->as_json(true).push_back(2.5);
-        own.release();
-        tvrvar_shared(1).release();
-        done = true;
-    });
-    while (!done) {  // the owner works on, and lets others in when the mailbox is full
-        tvr_lock hold(thread.lock.mutex);
-        tvr_local().holds_global_lock = true;
-        tvrvar_shared copy = none();
-        copy->set(*list);
+    for (const bool owner_works : {false, true}) {
+        SCOPED_TRACE(owner_works);
+        std::vector<tvrvar_shared> given;
+        for (int i = 0; i < count; ++i) {
+            tvrvar_shared one = none();
+            if (i % 3 == 0) one->as_string("text");
+            if (i % 3 == 1) one->set(*list);
+            given.push_back(std::move(one));
+        }
+        std::atomic<bool> done{false};
+        std::thread guest([&] {
+            thread.bind_guest();
+            given.clear();
+            tvrvar_shared own("made here");  // of the heap, with its payload
+            own->as_json(true).push_back(2.5);
+            own.release();
+            tvrvar_shared(1).release();
+            done = true;
+        });
+        while (owner_works && !done) {  // and lets others in when the mailbox is full
+            tvr_lock hold(thread.lock.mutex);
+            tvr_local().holds_global_lock = true;
+            tvrvar_shared copy = none();
+            copy->set(*list);
+            thread.pools.collect_garbage();
+            tvr_local().holds_global_lock = false;
+        }
+        guest.join();
         thread.pools.collect_garbage();
-        tvr_local().holds_global_lock = false;
+        EXPECT_EQ(thread.pools.live(tvr_pool_kind::variables), 2u);
+        EXPECT_EQ(thread.pools.live(tvr_pool_kind::strings), 0u);
     }
-    guest.join();
-    thread.pools.collect_garbage();
-    EXPECT_EQ(thread.pools.live(tvr_pool_kind::variables), 2u);
-    EXPECT_EQ(thread.pools.live(tvr_pool_kind::strings), 0u);
 }
 
 TEST_F(value_assign, without_an_interpreter_variables_come_from_the_heap) {

@@ -1,6 +1,7 @@
 #include <cmath>
 #include <limits>
 
+#include "runtime/payload/std_json_bool.h"
 #include "runtime/value/arithmetic.h"
 #include "value_fixture.h"
 
@@ -199,6 +200,14 @@ TEST_F(value_operators, json_rings_and_depth_are_not_equal) {
     a->as_json(true).push_back(a);
     b->as_json(true).push_back(b);
     EXPECT_TRUE(a->compare_equal(*a));
+    EXPECT_FALSE(a->compare_equal(*b));
+    // The same ring with an object in it that compares what it wraps.
+    for (const tvrvar_shared& ring : {a, b}) {
+        auto* wrapper = new tvr_std_json_bool(true);
+        ring->as_json(true).push_back(object(wrapper));
+        wrapper->value->set(*ring);
+    }
+    EXPECT_FALSE(a->compare_equal(*b));
     EXPECT_FALSE(a->compare_equal(*b));
     a->as_json(true);
     b->as_json(true);

@@ -160,6 +160,7 @@ TEST_F(value_read, what_is_no) {
     tvrvar_shared handle = none();
     handle->as_object_member(keeper.get(), "volume");
     EXPECT_TRUE(handle->compare_zero());  // a missing member, without an error
+    EXPECT_TRUE(ref(handle)->compare_zero());
 }
 
 TEST_F(value_read, dead_objects) {

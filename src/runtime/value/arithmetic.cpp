@@ -77,11 +77,10 @@ bool asks(tvrvar& asked, object_operator op, tvrvar& other, tvrvar& result) {
 }
 
 void by_objects(const operator_rules& rules, tvrvar& left, tvrvar& right, tvrvar& result) {
-    tvrvar answer;
-    if (asks(left, rules.lhs, right, answer) || asks(right, rules.rhs, left, answer)) {
-        return result.take(answer);
+    const tvrvar_shared answer = tvrvar_shared::make();
+    if (asks(left, rules.lhs, right, *answer) || asks(right, rules.rhs, left, *answer)) {
+        return result.take(*answer);
     }
-    answer.as_none();
     fail_operator(rules, left, right, result);
 }
 
@@ -105,15 +104,22 @@ bool behind_handles(const operator_rules& rules, tvrvar& left, tvrvar& right, tv
     return arithmetic(rules, *a, *b, result);
 }
 
+// The result's own text while nobody else looks at it: its memory takes the sum then.
+std::string* reusable_text(tvrvar& result, const tvrvar& right) {
+    const bool own = result.type == tvrvar_type_string && result.block->strong == 1;
+    if (!own || &result == &right) return nullptr;
+    return &static_cast<tvr_std_string*>(result.block->object)->text;
+}
+
 void concatenate(tvrvar& left, tvrvar& right, tvrvar& result) {
     std::string left_scratch, right_scratch;
+    const std::string_view left_text = left.text_view(left_scratch);
     const std::string_view right_text = right.text_view(right_scratch);
-    if (&left == &result && &left != &right && left.type == tvrvar_type_string &&
-        left.block->strong == 1) {
-        static_cast<tvr_std_string*>(left.block->object)->text += right_text;
+    if (std::string* text = reusable_text(result, right)) {
+        if (&left != &result) text->assign(left_text);
+        *text += right_text;
         return;
     }
-    const std::string_view left_text = left.text_view(left_scratch);
     std::string sum;
     sum.reserve(left_text.size() + right_text.size());
     sum += left_text;

@@ -45,8 +45,8 @@ void copy_object(tvrvar& target, tvrvar& source) {
         return share(target, source);
     }
     const tvrptr_strong<tvrobject_base> kept(object);
-    tvrvar made;
-    if (object->op_assign_value(made)) return target.take(made);
+    const tvrvar_shared value = tvrvar_shared::make();
+    if (object->op_assign_value(*value)) return target.take(*value);
     target.as_object(object->op_assign_operator().get());
 }
 

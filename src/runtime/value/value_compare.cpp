@@ -11,9 +11,35 @@
 
 namespace {
 
-constexpr uint32_t max_json_depth = 1024;  // deeper ones are not equal; a ring would have no end
+// Containers and objects that are compared inside of each other on this thread. Deeper ones are
+// not equal: a ring would have no end. Once that is met, the whole comparison is decided: objects
+// may ask both sides at every level, and all those ways together would never end either.
+class nested_comparison {
+public:
+    nested_comparison() {
+        if (++now().depth > max_depth) now().gave_up = true;
+    }
+    ~nested_comparison() {
+        if (--now().depth == 0) now().gave_up = false;
+    }
+    nested_comparison(const nested_comparison&) = delete;
+    nested_comparison& operator=(const nested_comparison&) = delete;
 
-bool equal_at(tvrvar& left, tvrvar& right, uint32_t depth);
+    static bool too_deep() { return now().gave_up; }
+
+private:
+    static constexpr uint32_t max_depth = 1024;
+    struct state {
+        uint32_t depth = 0;
+        bool gave_up = false;
+    };
+    static state& now() {
+        static constinit thread_local state of_thread;
+        return of_thread;
+    }
+};
+
+bool equal_at(tvrvar& left, tvrvar& right);
 
 tvr_std_json& json_of(const tvrvar& value) {
     return *static_cast<tvr_std_json*>(value.block->object);
@@ -32,20 +58,22 @@ bool equal_binary(const tvrvar& left, const tvrvar& right) {
     return &a == &b || a.bytes == b.bytes;
 }
 
-bool equal_entries(const tvr_std_json& a, const tvr_std_json& b, uint32_t depth) {
+bool equal_entries(const tvr_std_json& a, const tvr_std_json& b) {
     if (&a == &b) return true;
-    if (depth >= max_json_depth || a.size() != b.size()) return false;
+    if (a.size() != b.size()) return false;
+    const nested_comparison nested;
+    if (nested_comparison::too_deep()) return false;
     // By position, and anew each time: what an object compares may change either of the two.
     for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
         if (a.entries[i].name() != b.entries[i].name()) return false;
         const tvrvar_shared left = a.entries[i].value, right = b.entries[i].value;
-        if (!equal_at(*left, *right, depth + 1)) return false;
+        if (!equal_at(*left, *right)) return false;
     }
     return a.size() == b.size();
 }
 
-bool equal_json(tvrvar& left, tvrvar& right, uint32_t depth) {
-    if (left.type == right.type) return equal_entries(json_of(left), json_of(right), depth);
+bool equal_json(tvrvar& left, tvrvar& right) {
+    if (left.type == right.type) return equal_entries(json_of(left), json_of(right));
     const bool left_is_json = left.type == tvrvar_type_json;
     const tvrvar& other = left_is_json ? right : left;
     if (other.type != tvrvar_type_int) return false;
@@ -56,6 +84,8 @@ bool equal_object(tvrvar& left, tvrvar& right) {
     tvrobject_base* a = left.type == tvrvar_type_object ? left.object_ptr() : nullptr;
     tvrobject_base* b = right.type == tvrvar_type_object ? right.object_ptr() : nullptr;
     if (a != nullptr && a == b) return true;
+    const nested_comparison nested;
+    if (nested_comparison::too_deep()) return false;
     if (a != nullptr && a->op_compare_equal(right)) return true;
     return b != nullptr && b->op_compare_equal(left);
 }
@@ -76,7 +106,7 @@ bool equal_ext_function(const tvrvar& left, const tvrvar& right) {
     return a.definition == b.definition && a.object == b.object;
 }
 
-bool equal_plain(tvrvar& left, tvrvar& right, uint32_t depth) {
+bool equal_plain(tvrvar& left, tvrvar& right) {
     switch (const uint8_t larger = std::max(left.type, right.type)) {
     case tvrvar_type_error:
     case tvrvar_type_none: return left.type == right.type;
@@ -84,7 +114,7 @@ bool equal_plain(tvrvar& left, tvrvar& right, uint32_t depth) {
     case tvrvar_type_float: return left.float_value() == right.float_value();
     case tvrvar_type_string: return equal_text(left, right);
     case tvrvar_type_binary: return equal_binary(left, right);
-    case tvrvar_type_json: return equal_json(left, right, depth);
+    case tvrvar_type_json: return equal_json(left, right);
     case tvrvar_type_object: return equal_object(left, right);
     case tvrvar_type_class:
     case tvrvar_type_class_def: return left.type == right.type && left.block == right.block;
@@ -98,9 +128,9 @@ bool equal_plain(tvrvar& left, tvrvar& right, uint32_t depth) {
     }
 }
 
-bool equal_at(tvrvar& left, tvrvar& right, uint32_t depth) {
+bool equal_at(tvrvar& left, tvrvar& right) {
     const tvr_plain_value a(left), b(right);
-    return equal_plain(*a, *b, depth);
+    return equal_plain(*a, *b);
 }
 
 bool smaller_text(tvrvar& left, tvrvar& right, bool or_equal) {
@@ -152,13 +182,13 @@ bool smaller_plain(tvrvar& left, tvrvar& right, uint8_t larger, bool or_equal) {
 bool tvrvar::compare_equal(tvrvar& other) {
     if (type == tvrvar_type_int && other.type == tvrvar_type_int) return integer == other.integer;
     if (type == tvrvar_type_float && other.type == tvrvar_type_float) return real == other.real;
-    return equal_at(*this, other, 0);
+    return equal_at(*this, other);
 }
 
 bool tvrvar::json_equal(tvrvar& other) {
     const tvr_plain_value left(*this), right(other);
     if (left->type != tvrvar_type_json || right->type != tvrvar_type_json) return false;
-    return equal_entries(json_of(*left), json_of(*right), 0);
+    return equal_entries(json_of(*left), json_of(*right));
 }
 
 bool tvrvar::compare_smaller(tvrvar& other, bool or_equal) {

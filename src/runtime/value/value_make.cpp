@@ -37,15 +37,15 @@ bool has_own(const tvrvar& variable, TVRVAR_TYPE type) {
     return variable.type == type && variable.block->strong == 1;
 }
 
-// The record that the variable has, or a new one of its type.
-template <typename T>
-T* record_of(tvrvar& variable, TVRVAR_TYPE type, T* tvrvar::*place) {
-    if (variable.type == type) return variable.*place;
+// Lets `fill` write the record that the variable has, or a new one of its type.
+template <typename T, typename FILL>
+void write_record(tvrvar& variable, TVRVAR_TYPE type, T* tvrvar::*place, FILL fill) {
+    if (variable.type == type) return fill(*(variable.*place));
     tvrvar made;
     made.type = type;
     made.*place = tvr_pool_take<T>();
+    fill(*(made.*place));
     variable.take(made);
-    return variable.*place;
 }
 
 }  // namespace
@@ -113,36 +113,40 @@ void tvrvar::as_class_def(tvrptr_base_internal* definition) {
 }
 
 void tvrvar::as_function(tvrptr_base_internal* routine, tvrptr_base_internal* task) {
-    as_none();  // a new record: what an old one closed over goes
-    tvrvar_ptr_function* made = record_of(*this, tvrvar_type_function, &tvrvar::function);
-    made->routine.acquire(block_of(routine));
-    made->task.acquire(block_of(task));
+    tvrvar made;
+    made.type = tvrvar_type_function;
+    made.function = tvr_pool_take<tvrvar_ptr_function>();
+    made.function->routine.acquire(block_of(routine));
+    made.function->task.acquire(block_of(task));
+    take(made);
 }
 
 void tvrvar::as_function(tvr_function_def* def, tvrobject_base* object) {
-    tvrptr_strong<tvrobject_base> bound(object);
-    as_none();
-    auto* made = record_of(*this, tvrvar_type_ext_function, &tvrvar::ext_function);
-    made->definition.acquire(def);
-    made->object = std::move(bound);
+    write_record(*this, tvrvar_type_ext_function, &tvrvar::ext_function, [&](auto& record) {
+        record.definition.acquire(def);
+        record.object.acquire(object);
+    });
 }
 
 void tvrvar::as_object_member(tvrobject_base* object, std::string_view name) {
-    auto* made = record_of(*this, tvrvar_type_member_literal, &tvrvar::member_literal);
-    made->name.assign(name);
-    made->object.acquire(object);
+    write_record(*this, tvrvar_type_member_literal, &tvrvar::member_literal, [&](auto& record) {
+        record.name.assign(name);
+        record.object.acquire(object);
+    });
 }
 
 void tvrvar::as_object_member(tvrobject_base* object, int64_t index, bool vtable) {
-    auto* made = record_of(*this, tvrvar_type_member_index, &tvrvar::member_index);
-    made->index = index;
-    made->vtable = vtable;
-    made->object.acquire(object);
+    write_record(*this, tvrvar_type_member_index, &tvrvar::member_index, [&](auto& record) {
+        record.index = index;
+        record.vtable = vtable;
+        record.object.acquire(object);
+    });
 }
 
 void tvrvar::as_object_member(tvrobject_base* object, tvrvar_shared& key) {
-    tvrvar_shared plain = key ? key->deref() : tvrvar_shared::make();
-    auto* made = record_of(*this, tvrvar_type_member_var, &tvrvar::member_var);
-    made->key = std::move(plain);
-    made->object.acquire(object);
+    const tvrvar_shared plain = key ? key->deref() : tvrvar_shared::make();
+    write_record(*this, tvrvar_type_member_var, &tvrvar::member_var, [&](auto& record) {
+        record.key = plain;
+        record.object.acquire(object);
+    });
 }

@@ -154,8 +154,9 @@ int64_t tvrvar::size() {
 }
 
 bool tvrvar::compare_zero() {
-    if (is_member_handle() && !member_exists()) return true;
-    const tvr_plain_value value(*this);
+    tvrvar* end = end_of_refs();
+    if (end == nullptr || (end->is_member_handle() && !end->member_exists())) return true;
+    const tvr_plain_value value(*end);
     switch (value->type) {
     case tvrvar_type_error:
     case tvrvar_type_none: return true;

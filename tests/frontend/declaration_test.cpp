@@ -122,6 +122,17 @@ TEST(declarations, errors) {
     }
 }
 
+TEST(declarations, may_not_be_included_into_a_block) {
+    front_end scope;
+    scope.files.texts["lib.tvio"] = "x;\n kernel void f() { }\n";
+    EXPECT_EQ(
+        scope.tree("def g() {\n#include lib\n}"),
+        "error: Kernel error: kernel declarations are only allowed at the top level of a file "
+        "(not inside functions, classes or blocks)");
+    EXPECT_EQ(scope.finding.path, "lib.tvio");
+    EXPECT_EQ(scope.finding.line, 2u);
+}
+
 TEST(launches, stand_where_a_statement_or_value_may) {
     const std::string launch =
         "launch\n  variable k\n  function_call_param\n    variable b\n  domain: variable n\n";

@@ -47,7 +47,7 @@ constexpr std::array<known_word, word_places> word_table = make_word_table();
 constexpr std::array<tvr_token_code, 256> make_symbol_table() {
     std::array<tvr_token_code, 256> table{};
     table.fill(tvr_token_code::unknown_symbol);
-#define TVR_SYMBOL(code, text) table[uint8_t(text[0])] = tvr_token_code::code;
+#define TVR_SYMBOL(code, text) table[uint8_t((text)[0])] = tvr_token_code::code;
     TVR_SINGLE_SYMBOLS(TVR_SYMBOL)
 #undef TVR_SYMBOL
     return table;
@@ -77,7 +77,7 @@ tvr_token_code tvr_find_symbol_code(char symbol) {
 tvr_token_code tvr_find_symbol_code(char first, char second) {
     switch (pair_of(first, second)) {
 #define TVR_SYMBOL(code, text) \
-    case pair_of(text[0], text[1]): return tvr_token_code::code;
+    case pair_of((text)[0], (text)[1]): return tvr_token_code::code;
         TVR_DOUBLE_SYMBOLS(TVR_SYMBOL)
 #undef TVR_SYMBOL
     default: return tvr_token_code::unknown_symbol;

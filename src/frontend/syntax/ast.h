@@ -46,8 +46,10 @@ public:
     template <typename T, typename ITEM_OF>
     tvr_ast_list<T> make_list(size_t count, ITEM_OF item_of) {
         if (count == 0) return {};
+        constexpr size_t item_bytes =
+            sizeof(T);  // NOLINT(bugprone-sizeof-expression): of pointers too
         auto* head = static_cast<size_t*>(
-            arena.allocate(sizeof(size_t) + sizeof(T) * count, alignof(size_t)));
+            arena.allocate(sizeof(size_t) + item_bytes * count, alignof(size_t)));
         *head = count;
         T* items = reinterpret_cast<T*>(head + 1);
         for (size_t i = 0; i < count; ++i) new (items + i) T(item_of(i));

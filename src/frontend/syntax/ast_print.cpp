@@ -76,8 +76,8 @@ std::string class_text(const tvr_ast_node_class_def& node) {
     return text + keywords_text(node.keywords);
 }
 
-// What stands behind the type.
-std::string details(const tvr_ast_node& node) {
+// What stands behind the type of an operand.
+std::string operand_text(const tvr_ast_node& node) {
     switch (node.type) {
     case type::node_int: return tvr_join(node.as<tvr_ast_node_int>().value);
     case type::node_float: return float_text(node.as<tvr_ast_node_float>().value);
@@ -94,6 +94,13 @@ std::string details(const tvr_ast_node& node) {
         const auto& unary = node.as<tvr_ast_node_unary>();
         return tvr_join(unary.op->text(), unary.postfix ? " postfix" : "");
     }
+    default: return {};
+    }
+}
+
+// What stands behind the type.
+std::string details(const tvr_ast_node& node) {
+    switch (node.type) {
     case type::node_binary: return std::string(node.as<tvr_ast_node_binary>().op->text());
     case type::node_assign: {
         const auto& assign = node.as<tvr_ast_node_assign>();
@@ -118,7 +125,7 @@ std::string details(const tvr_ast_node& node) {
         return tvr_join(node_using.import ? "import " : "", names_text(node_using.path, "."));
     }
     case type::node_launch: return node.as<tvr_ast_node_launch>().async ? "async" : "";
-    default: return {};
+    default: return operand_text(node);
     }
 }
 

@@ -54,9 +54,8 @@ private:
         const standing where = where_stands();
         if (where != standing::none && at->is(code::word_kernel) && begins_declaration(at)) {
             if (where == standing::top) return cut(at);
-            return fail(at,
-                        "kernel declarations are only allowed at the top level of a file (not "
-                        "inside functions, classes or blocks)");
+            tvr_refuse_nested_declaration(*at, report);
+            return nullptr;
         }
         if (tvr_is_open_bracket(at->code)) ++depth;
         if (tvr_is_close_bracket(at->code) && depth > 0) --depth;
@@ -101,7 +100,7 @@ private:
         place.code = code::line_end;
         place.set_text(found.text);
         before = nullptr;
-        view.declarations.push_back(std::move(found));
+        view.declarations.push_back(found);
         return last + 1;
     }
 
@@ -163,6 +162,13 @@ private:
 };
 
 }  // namespace
+
+bool tvr_refuse_nested_declaration(const tvr_src_token& place, tvr_syntax_report& report) {
+    report.syntax_error(&place,
+                        "Kernel error: kernel declarations are only allowed at the top level of a "
+                        "file (not inside functions, classes or blocks)");
+    return false;
+}
 
 bool tvr_cut_declarations(tvr_src_token_view& view, tvr_syntax_report& report) {
     return !view.has_kernel_words || cutter(view, report).run();

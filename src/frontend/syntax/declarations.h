@@ -15,6 +15,9 @@
 // False after an error, which has been reported.
 bool tvr_cut_declarations(tvr_src_token_view& view, tvr_syntax_report& report);
 
+// Says that a declaration stands inside a function, class or block; false.
+bool tvr_refuse_nested_declaration(const tvr_src_token& place, tvr_syntax_report& report);
+
 // Whether a token marks the place of a declaration.
 inline bool tvr_is_declaration_place(const tvr_src_token& token) {
     return token.is(tvr_token_code::line_end) && token.length > 1;

@@ -5,7 +5,7 @@
 //
 // A level is what a person would call one: a bracket, a body without braces, the right side of an
 // operator, of an assignment or of `?:`, a prefix operator, a #define inside a #define. Chains that
-// only grow to the left (a + b + c, a.b.c, else if) take none. A level costs less than 1.5 KB of
+// only grow to the left (a + b + c, a.b.c, else if) take none. A level costs at most 2 KB of
 // stack, under a sanitizer too, so that a thread with 512 KB can compile.
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+#include "frontend/syntax/bracket.h"
 #include "frontend/syntax/declarations.h"
 #include "frontend/syntax/lexer.h"
 #include "frontend/syntax/source_files.h"
@@ -28,15 +29,25 @@ void replace_place_word(tvr_src_token_view& view, tvr_src_token& token) {
     }
 }
 
-// The declarations of a whole unit, in order, and where the first stands.
-std::vector<tvr_declaration> collect_declarations(const tvr_src_token_view& unit, size_t& first) {
-    std::vector<tvr_declaration> found;
+// The declarations of a whole unit in order.
+struct declarations_of_unit {
+    std::vector<tvr_declaration> all;
+    size_t first = 0;             // where the first stands among the unit's tokens
+    const tvr_src_token* nested;  // the first that an #include brought into a block, or null
+};
+
+declarations_of_unit collect_declarations(const tvr_src_token_view& unit) {
+    declarations_of_unit found{};
+    size_t depth = 0;
     for (size_t i = 0; i < unit.tokens.size(); ++i) {
         const tvr_src_token& token = unit.tokens[i];
+        if (tvr_is_open_bracket(token.code)) ++depth;
+        if (tvr_is_close_bracket(token.code) && depth > 0) --depth;
         if (!tvr_is_declaration_place(token)) continue;
-        if (found.empty()) first = i;
+        if (found.all.empty()) found.first = i;
+        if (depth > 0 && found.nested == nullptr) found.nested = &token;
         for (const tvr_declaration& declaration : token.view()->declarations)
-            if (declaration.text.data() == token.begin) found.push_back(declaration);
+            if (declaration.text.data() == token.begin) found.all.push_back(declaration);
     }
     return found;
 }
@@ -153,23 +164,24 @@ bool tvr_lexer::take_strict(tvr_src_token_view& view, size_t& at) {
 // Puts the statements that the hook gives for the unit's kernel declarations into the place of
 // the first one. Their tokens are reported at that declaration.
 bool tvr_lexer::place_declarations(tvr_src_token_view& view) {
-    if (hook == nullptr || !any_declarations(view)) return true;
-    size_t first = 0;
-    const std::vector<tvr_declaration> found = collect_declarations(view, first);
+    if (!any_declarations(view)) return true;
+    const declarations_of_unit found = collect_declarations(view);
+    if (found.nested != nullptr) return tvr_refuse_nested_declaration(*found.nested, report);
+    if (hook == nullptr) return true;
     auto made = std::make_shared<tvr_src_token_view>();
     std::string error;
     const tvr_src_token* place = nullptr;
-    hook->take(found, made->source, error, place);
+    hook->take(found.all, made->source, error, place);
     if (!error.empty()) {
-        report.syntax_error(place != nullptr ? place : &found.front().start, error);
+        report.syntax_error(place != nullptr ? place : &found.all.front().start, error);
         return false;
     }
     made->path = view.path;
     made->generated = true;
-    if (!tvr_tokenizer(*made, report).run()) return false;
-    made->declarations.push_back(found.front());
+    made->declarations.push_back(found.all.front());
     made->origin.macro_origin = &made->declarations.front().start;
-    const auto where = view.tokens.begin() + ptrdiff_t(first) + 1;
+    if (!tvr_tokenizer(*made, report).run()) return false;
+    const auto where = view.tokens.begin() + ptrdiff_t(found.first) + 1;
     view.tokens.insert(where, made->tokens.begin(), made->tokens.end() - 1);
     made->tokens = {};
     view.included.push_back(std::move(made));

@@ -29,6 +29,7 @@ test: build
 	@ctest --preset release
 
 bench: build
+	@tools/setup bench
 	@tools/run_bench build/release
 
 asan tsan:

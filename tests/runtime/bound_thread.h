@@ -20,6 +20,11 @@ public:
     void on_error(std::string_view text) override { keep(text); }
     void on_warn(std::string_view text) override { keep(text); }
 
+    void forget() {
+        const std::lock_guard hold(lines_mutex);
+        said.clear();
+    }
+
     std::vector<std::string> lines() {
         const std::lock_guard hold(lines_mutex);
         return said;

@@ -40,15 +40,16 @@ struct tvr_thread_local {
     void wakeup() { event.wakeup(); }
     bool wait_for_wakeup(double until) { return event.wait_for_wakeup(until); }
 
-    tvrscript* script = nullptr;           // the interpreter bound to this thread
-    tvr_pool_set* pools = nullptr;         // of that interpreter; null without one
-    tvr_interpreter_lock* lock = nullptr;  // of that interpreter
-    tvr_log_base* log = nullptr;           // null: the process-wide default
-    tvr_filesys* filesys = nullptr;        // null: the machine's files
-    tvr_error_sink* errors = nullptr;      // null: errors go to the log
-    tvr_task* task = nullptr;              // runs here now
-    tvr_vm_context* context = nullptr;     // its top frame
-    uint32_t no_pool = 0;                  // above 0 variables come from the heap
+    tvrscript* script = nullptr;                // the interpreter bound to this thread
+    tvr_pool_set* pools = nullptr;              // of that interpreter; null without one
+    tvr_interpreter_lock* lock = nullptr;       // of that interpreter
+    tvr_log_base* log = nullptr;                // null: the process-wide default
+    tvr_filesys* filesys = nullptr;             // null: the machine's files
+    tvr_error_sink* errors = nullptr;           // null: errors go to the log
+    tvr_task* task = nullptr;                   // runs here now
+    tvr_vm_context* context = nullptr;          // its top frame
+    tvrptr_control_block* root_task = nullptr;  // of the task that `task` descends from
+    uint32_t no_pool = 0;                       // above 0 variables come from the heap
     bool owns_interpreter = false;
     bool holds_global_lock = false;
 

@@ -233,6 +233,7 @@ public:
     T* get() const { return block->holds_object() ? static_cast<T*>(block->object) : nullptr; }
     explicit operator bool() const { return get() != nullptr; }
     bool operator==(const tvrptr_weak& other) const { return block == other.block; }
+    tvrptr_control_block* control_block() const { return block; }
 
 private:
     tvrptr_control_block* block;

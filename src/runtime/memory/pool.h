@@ -293,7 +293,7 @@ public:
     void deallocate_from_thread(T* element) {
         if (element == nullptr || mailbox.put(element)) return;
         const tvr_global_lock hold(&lock);
-        this->deallocate(element);
+        take_in(element);
     }
 
     void collect_garbage() override { collect(); }
@@ -304,8 +304,17 @@ private:
         for (uint32_t left = mailbox.outstanding(); left > 0; --left) {
             void* element = mailbox.take();
             if (element == nullptr) return;
-            this->deallocate(static_cast<T*>(element));
+            take_in(static_cast<T*>(element));
         }
+    }
+
+    // Elements that own something are sent home with it: tvr_pool_arrived(T&), declared beside T,
+    // lets go of it here, and says whether the element is one of a pool.
+    void take_in(T* element) {
+        if constexpr (requires { tvr_pool_arrived(*element); }) {
+            if (!tvr_pool_arrived(*element)) return;
+        }
+        this->deallocate(element);
     }
 
     tvr_interpreter_lock& lock;

@@ -1,0 +1,67 @@
+#pragma once
+
+// The tree of functions, variables and native classes that scripts reach by path or `using`.
+//
+// Each interpreter fills a tree of its own from the registrations of the process, so nothing in it
+// is shared between threads. Script thread.
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/object/metadata.h"
+#include "runtime/object/object.h"
+#include "runtime/value/value.h"
+
+class tvr_namespace {
+public:
+    explicit tvr_namespace(std::string of) : name(std::move(of)) {}
+    ~tvr_namespace();  // says so in the verbose log
+    tvr_namespace(const tvr_namespace&) = delete;
+    tvr_namespace& operator=(const tvr_namespace&) = delete;
+
+    // The child of this name, made when it is missing.
+    tvr_namespace& child(std::string_view child_name);
+
+    // Null for an unknown name or path; a path's parts are separated by dots.
+    tvr_namespace* find_child(std::string_view child_name) const;
+    tvr_namespace* find_path(std::string_view path);
+    tvr_function_def* find_function(std::string_view function) const;
+    tvrvar* find_variable(std::string_view variable) const;
+
+    tvr_function_def& add_function(std::string_view function, tvr_native_function callback,
+                                   uint32_t min_params, uint32_t max_params,
+                                   tvr_function_docs docs = {});
+
+    // A new variable of this name, none at first.
+    tvrvar_shared& add_variable(std::string_view variable);
+
+    // Registers a native class: class_name(...) makes an instance and hands it the arguments.
+    template <typename T>
+    tvr_function_def& add_class(std::string_view class_name, uint32_t min_params,
+                                uint32_t max_params, tvr_function_docs docs = {}) {
+        return add_function(
+            class_name,
+            [](tvrobject_base*, tvr_vm_context& frame, tvr_native_args& args) {
+                tvrvar_shared made = tvrvar_shared::make();
+                auto* object = new T();
+                made->as_object(object);
+                object->construct(frame, args);
+                return made;
+            },
+            min_params, max_params, std::move(docs));
+    }
+
+    // The documentation record under a path, empty for an unknown one; the top level for an empty
+    // path. As JSON text.
+    std::string find_docs(std::string_view path);
+
+    const std::string name;
+    std::string description;
+
+private:
+    tvr_by_name<std::unique_ptr<tvr_namespace>> children;
+    tvr_by_name<std::unique_ptr<tvr_function_def>> functions;
+    tvr_by_name<tvrvar_shared> variables;
+};

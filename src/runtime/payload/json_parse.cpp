@@ -1,0 +1,130 @@
+#include <nlohmann/json.hpp>
+
+#include "runtime/local/error_sink.h"
+#include "runtime/log/log.h"
+#include "runtime/payload/json_text.h"
+#include "runtime/payload/std_json.h"
+#include "runtime/payload/std_json_bool.h"
+
+namespace {
+
+using parser = nlohmann::json;
+
+// Builds values while the parser reads, without a tree between. What is open is a stack of its
+// own, so depth costs no calls.
+class json_builder : public nlohmann::json_sax<parser> {
+public:
+    explicit json_builder(tvrvar& into) : result(into) {}
+
+    bool null() override {
+        next();
+        return true;
+    }
+    bool boolean(bool value) override {
+        next().as_object(new tvr_std_json_bool(value));
+        return true;
+    }
+    bool number_integer(number_integer_t value) override {
+        next().as_int(value);
+        return true;
+    }
+    bool number_unsigned(number_unsigned_t value) override {
+        next().as_int(int64_t(value));
+        return true;
+    }
+    bool number_float(number_float_t value, const string_t&) override {
+        next().as_float(value);
+        return true;
+    }
+    bool string(string_t& value) override {
+        next().as_string(std::string_view(value));
+        return true;
+    }
+    bool binary(binary_t&) override { return false; }  // not in text
+    bool start_object(size_t) override { return open_container(); }
+    bool start_array(size_t) override { return open_container(); }
+    bool end_object() override { return close_container(); }
+    bool end_array() override { return close_container(); }
+    bool key(string_t& value) override {
+        pending_key.swap(value);
+        return true;
+    }
+    bool parse_error(size_t position, const std::string&,
+                     const nlohmann::detail::exception& error) override {
+        failed_at = position;
+        message = error.what();
+        return false;
+    }
+
+    size_t failed_at = 0;  // byte, counted from 1 as the parser does
+    std::string message;
+    bool too_deep = false;
+
+private:
+    // The variable for the next value: the result itself or a new element of what is open.
+    tvrvar& next() {
+        if (open.empty()) return result;
+        if (pending_key.empty()) return *open.back()->create_member();
+        const tvrvar_shared member = open.back()->get_member(pending_key);  // equal keys: the last
+        pending_key.clear();
+        member->as_none();
+        return *member;
+    }
+    bool open_container() {
+        too_deep = open.size() == tvr_max_json_depth;
+        if (too_deep) return false;
+        open.push_back(next().as_json_ptr(true));
+        return true;
+    }
+    bool close_container() {
+        open.pop_back();
+        return true;
+    }
+
+    tvrvar& result;
+    std::vector<tvr_std_json*> open;
+    std::string pending_key;
+};
+
+bool parse(std::string_view text, json_builder& builder) {
+    return parser::sax_parse(text.begin(), text.end(), &builder);
+}
+
+// From the first byte that can begin a value to the last that can end one; the whole text, or
+// nothing, when there is no such part.
+std::string_view value_inside(std::string_view text) {
+    const size_t first = text.find_first_of("[{\"");
+    const size_t last = text.find_last_of("]}\"");
+    if (first == text.npos || last == text.npos || first >= last) return {};
+    return text.substr(first, last - first + 1);
+}
+
+void report(const json_builder& failure, std::string_view text) {
+    if (failure.too_deep) {
+        return runtime_error("JSON parse error: nesting exceeds the maximum depth of ",
+                             tvr_max_json_depth, ".");
+    }
+    constexpr size_t most_shown = 60;
+    const size_t end = std::min(failure.failed_at, text.size());
+    const size_t begin = end - std::min(end, most_shown);
+    tvr_log().err("JSON parse error at byte ", failure.failed_at, " of ", text.size(), ": ",
+                  failure.message, "\n  near: ", text.substr(begin, end - begin));
+}
+
+}  // namespace
+
+bool tvr_parse_json(std::string_view text, tvrvar& result, bool quiet) {
+    result.as_none();
+    json_builder whole(result);
+    if (parse(text, whole)) return true;
+    const std::string_view inside = value_inside(text);
+    if (!whole.too_deep && !inside.empty() && inside.size() < text.size()) {
+        result.as_none();
+        json_builder part(result);
+        if (parse(inside, part)) return true;
+        whole.too_deep = part.too_deep;
+    }
+    result.as_none();
+    if (!quiet) report(whole, text);
+    return false;
+}

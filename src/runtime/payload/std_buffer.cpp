@@ -1,0 +1,53 @@
+#include "runtime/payload/std_buffer.h"
+
+#include <algorithm>
+
+#include "runtime/local/error_sink.h"
+#include "runtime/value/payload_pools.h"
+
+namespace {
+
+bool refuse() {
+    runtime_error(
+        "std.buffer is in use by a running kernel launch (call wait() on the launch first)");
+    return false;
+}
+
+}  // namespace
+
+// Acquire: whoever finds the last launch gone also sees what it wrote.
+bool tvr_std_buffer::readable() const {
+    return write_locks.load(std::memory_order_acquire) == 0 || refuse();
+}
+
+bool tvr_std_buffer::writable() const {
+    const bool read = read_locks.load(std::memory_order_acquire) != 0;
+    const bool written = write_locks.load(std::memory_order_acquire) != 0;
+    return (!read && !written) || refuse();
+}
+
+std::string tvr_std_buffer::to_string() {
+    if (!readable()) return {};
+    return {bytes.begin(), std::find(bytes.begin(), bytes.end(), uint8_t(0))};
+}
+
+tvrvar_shared tvr_std_buffer::op_get_member(int64_t index) {
+    if (!readable()) return tvrvar_shared::make();
+    if (index < 0) index += int64_t(bytes.size());
+    if (index < 0 || index >= int64_t(bytes.size())) return tvrvar_shared::make();
+    return int64_t(bytes[size_t(index)]);
+}
+
+void tvr_std_buffer::op_set_member(int64_t index, tvrvar_shared value) {
+    if (!writable()) return;
+    const int64_t place = index < 0 ? index + int64_t(bytes.size()) : index;
+    if (place < 0 || place >= int64_t(bytes.size())) {
+        return runtime_error("Index ", index, " is out of range (", bytes.size(), ")");
+    }
+    bytes[size_t(place)] = uint8_t(value->int_value());
+}
+
+void tvr_std_buffer::dispose() {
+    bytes = {};
+    tvr_pool_give(this);
+}

@@ -1,0 +1,181 @@
+#include "runtime/payload/std_json.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "runtime/local/error_sink.h"
+#include "runtime/log/log.h"
+#include "runtime/payload/json_text.h"
+#include "runtime/value/payload_pools.h"
+
+// From key to the position of the latest entry that carries it. The keys are the entries' own.
+struct tvr_std_json::key_index {
+    std::unordered_map<std::string_view, size_t> places;
+};
+
+tvr_std_json::tvr_std_json() = default;
+tvr_std_json::~tvr_std_json() = default;
+
+void tvr_std_json::make_index() {
+    lookup = std::make_unique<key_index>();
+    lookup->places.reserve(keyed);
+    for (size_t i = 0; i < entries.size(); ++i) {
+        if (entries[i].has_key()) lookup->places[entries[i].name()] = i;
+    }
+}
+
+size_t tvr_std_json::place_of(std::string_view key) {
+    constexpr size_t most_scanned = 8;  // keys, beyond which hashing is faster
+    if (keyed == 0 || key.empty()) return nowhere;
+    if (keyed > most_scanned) {
+        if (lookup == nullptr) make_index();
+        const auto found = lookup->places.find(key);
+        return found != lookup->places.end() ? found->second : nowhere;
+    }
+    for (size_t i = entries.size(); i-- > 0;) {
+        if (entries[i].has_key() && entries[i].name() == key) return i;
+    }
+    return nowhere;
+}
+
+tvrvar* tvr_std_json::find(std::string_view key) {
+    const size_t place = place_of(key);
+    return place != nowhere ? entries[place].value.get() : nullptr;
+}
+
+tvrvar_shared tvr_std_json::get_member(std::string_view key) {
+    if (tvrvar* found = find(key)) return tvrvar_shared(found);
+    return create_member(key);
+}
+
+tvrvar_shared tvr_std_json::get_member(int64_t place) {
+    const auto count = int64_t(entries.size());
+    if (place < 0) place += count;
+    if (place >= 0 && place < count) return entries[size_t(place)].value;
+    runtime_error("Out of bounds access.");
+    return tvrvar_shared::make();
+}
+
+tvrvar_shared& tvr_std_json::create_member() {
+    add_member(tvrvar_shared::make());
+    return entries.back().value;
+}
+
+tvrvar_shared& tvr_std_json::create_member(std::string_view key) {
+    add_member(tvrvar_shared::make(), key);
+    return entries.back().value;
+}
+
+void tvr_std_json::add_member(tvrvar_shared value, std::string_view key) {
+    if (!value) value = tvrvar_shared::make();
+    entry& added = entries.emplace_back();
+    added.value = std::move(value);
+    if (key.empty()) return;
+    added.key = std::make_unique<const std::string>(key);
+    ++keyed;
+    if (lookup == nullptr) return;
+    // The older entry of this key may go while the newer one stays: the text must be the newer's.
+    lookup->places.erase(added.name());
+    lookup->places.emplace(added.name(), entries.size() - 1);
+}
+
+void tvr_std_json::set(std::string_view key, tvrvar_shared value) {
+    const size_t place = place_of(key);
+    if (place == nowhere) return add_member(std::move(value), key);
+    if (!value) value = tvrvar_shared::make();
+    entries[place].value = std::move(value);
+}
+
+void tvr_std_json::set(tvr_std_json& other) {
+    if (&other == this) return;
+    clear();
+    for (size_t i = 0; i < other.entries.size(); ++i) {
+        tvrvar_shared copy = tvrvar_shared::make();
+        copy->set(other.entries[i].value);
+        add_member(std::move(copy), other.entries[i].name());
+    }
+}
+
+void tvr_std_json::entries_moved() {
+    lookup.reset();
+}
+
+bool tvr_std_json::erase(int64_t place) {
+    const auto count = int64_t(entries.size());
+    if (place < 0) place += count;
+    if (place < 0 || place >= count) return false;
+    const auto at = entries.begin() + place;
+    const entry gone = std::move(*at);  // ends last, when this container is whole again
+    entries.erase(at);
+    if (gone.has_key()) --keyed;
+    if (gone.has_key() || place + 1 < count) lookup.reset();
+    return true;
+}
+
+bool tvr_std_json::erase(std::string_view key) {
+    if (place_of(key) == nowhere) {
+        tvr_log().verbose("Key ", key, " does not exist!");
+        return false;
+    }
+    const auto stays = [&](const entry& e) { return !e.has_key() || e.name() != key; };
+    const auto first_gone = std::stable_partition(entries.begin(), entries.end(), stays);
+    const std::vector<entry> gone(std::make_move_iterator(first_gone),
+                                  std::make_move_iterator(entries.end()));
+    entries.erase(first_gone, entries.end());
+    keyed -= gone.size();
+    lookup.reset();
+    return true;
+}
+
+// The values go when the container is empty already: what ends with them may come back to it.
+void tvr_std_json::clear() {
+    constexpr size_t most_kept = 64;  // entries whose memory waits for the next ones
+    lookup.reset();
+    keyed = 0;
+    std::vector<entry> gone;
+    gone.swap(entries);
+    gone.clear();
+    if (entries.empty() && gone.capacity() <= most_kept) entries.swap(gone);
+}
+
+void tvr_std_json::dispose() {
+    clear();
+    tvr_pool_give(this);
+}
+
+void tvr_std_json::op_set_member(std::string_view key, tvrvar_shared value) {
+    get_member(key)->set(value);
+}
+
+void tvr_std_json::op_set_member(int64_t place, tvrvar_shared value) {
+    get_member(place)->set(value);
+}
+
+bool tvr_std_json::from_string(std::string_view text, bool quiet) {
+    clear();
+    if (text.empty()) return false;
+    tvrvar parsed;
+    if (!tvr_parse_json(text, parsed, quiet)) return false;
+    if (parsed.type != tvrvar_type_json) {
+        create_member()->take(parsed);
+        return true;
+    }
+    auto& other = *parsed.object<tvr_std_json>();
+    entries.swap(other.entries);
+    std::swap(keyed, other.keyed);
+    lookup.swap(other.lookup);
+    parsed.as_none();
+    return true;
+}
+
+std::string tvr_std_json::to_string(bool compact) {
+    std::string out;
+    tvrjson_to_json(*this, out, compact);
+    return out;
+}
+
+void tvrvar::from_string(std::string_view json_text) {
+    tvrvar parsed;
+    tvr_parse_json(json_text, parsed, false);
+    take(parsed);
+}

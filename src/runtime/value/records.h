@@ -1,0 +1,76 @@
+#pragma once
+
+// What a value carries when one word is not enough. From the interpreter's pools; see value.h.
+
+#include <cstdint>
+#include <string>
+
+#include "runtime/local/pool_set.h"
+#include "runtime/memory/pointer.h"
+#include "runtime/value/value.h"
+
+struct tvr_function_def;
+
+// A script function with what it closes over.
+struct tvrvar_ptr_function {
+    tvrptr_weak<tvr_program_block_routine> routine;
+    tvrptr_weak<tvr_task> task;                // the scope that it closes over
+    tvrptr_weak<tvr_instance> self;            // `this`, null for none
+    tvrptr_strong<tvrvector_shared> captures;  // null for none
+    uint8_t slot = tvr_not_pooled;
+};
+
+// A native function, bound to an object or not.
+struct tvrvar_ptr_ext_function {
+    tvrptr_weak<tvr_function_def> definition;
+    tvrptr_strong<tvrobject_base> object;
+    uint8_t slot = tvr_not_pooled;
+};
+
+// Handles on a member of a native object: reading asks the object, writing tells it.
+struct tvrvar_ptr_member_literal {
+    tvrptr_strong<tvrobject_base> object;
+    std::string name;
+    uint8_t slot = tvr_not_pooled;
+};
+
+struct tvrvar_ptr_member_index {
+    tvrptr_strong<tvrobject_base> object;
+    int64_t index = 0;
+    bool vtable = false;  // a registered member, by its place in the class
+    uint8_t slot = tvr_not_pooled;
+};
+
+struct tvrvar_ptr_member_var {
+    tvrptr_strong<tvrobject_base> object;
+    tvrvar_shared key;
+    uint8_t slot = tvr_not_pooled;
+};
+
+template <typename T, tvr_pool_kind KIND>
+struct tvr_record_traits {
+    static constexpr tvr_pool_kind kind = KIND;
+    using pool = tvr_pool_threadsafe<T, tvr_pool_chunk_dynamic<T>>;
+};
+
+template <>
+struct tvr_pool_traits<tvrvar_ptr_function>
+    : tvr_record_traits<tvrvar_ptr_function, tvr_pool_kind::functions> {};
+template <>
+struct tvr_pool_traits<tvrvar_ptr_ext_function>
+    : tvr_record_traits<tvrvar_ptr_ext_function, tvr_pool_kind::ext_functions> {};
+template <>
+struct tvr_pool_traits<tvrvar_ptr_member_literal>
+    : tvr_record_traits<tvrvar_ptr_member_literal, tvr_pool_kind::member_literals> {};
+template <>
+struct tvr_pool_traits<tvrvar_ptr_member_index>
+    : tvr_record_traits<tvrvar_ptr_member_index, tvr_pool_kind::member_indices> {};
+template <>
+struct tvr_pool_traits<tvrvar_ptr_member_var>
+    : tvr_record_traits<tvrvar_ptr_member_var, tvr_pool_kind::member_vars> {};
+
+template <>
+struct tvr_pool_traits<tvrvar> {
+    static constexpr tvr_pool_kind kind = tvr_pool_kind::variables;
+    using pool = tvr_pool_threadsafe<tvrvar, tvr_pool_chunk_static<tvrvar>>;
+};

@@ -259,8 +259,6 @@ public:
     void release() {
         if (held == nullptr) return;
         tvrvar* last = std::exchange(held, nullptr);
-        // The analyzer does not follow counts across handles.
-        // NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
         if (--last->refcount < 1) tvrvar_free(last);
     }
 

@@ -25,9 +25,15 @@
 #include "runtime/value/value.h"
 
 class tvr_ast;
+class tvr_machine_code;
 class tvr_program_block_class;
 class tvr_program_block_root;
 class tvr_task;
+
+// Deletes what the machine keeps with a routine; vm/machine_code.h knows what that is.
+struct tvr_machine_code_delete {
+    void operator()(tvr_machine_code* code) const;
+};
 
 // How far a return, break or continue leaves: through everything that is no function or loop.
 enum class tvr_block_kind : uint8_t {
@@ -73,13 +79,6 @@ public:
         const tvr_src_token* token;  // the root keeps the tree that keeps it
     };
 
-    // What the inline cache of a member access remembers; by the instruction's cache index.
-    struct member_cache_entry {
-        const void* owner = nullptr;  // class definition or metadata
-        int64_t place = -1;           // member slot or index
-        bool is_private = false;
-    };
-
     // Appends an instruction, all its fields in place, and notes where it came from. Its offset.
     uint32_t push_to_instr_buffer(const void* instruction, size_t bytes,
                                   const tvr_src_token* token);
@@ -110,16 +109,24 @@ public:
     tvr_program_block_symbol_table static_names;
     std::vector<uint8_t> variable_flags;  // by variable
     std::vector<tvrvar_static> statics;
-    std::vector<member_cache_entry> member_cache;
+    uint32_t num_member_caches = 0;  // inline caches that its instructions number
     uint32_t num_params = 0;
     uint32_t num_captures = 0;
     uint32_t default_args = no_defaults;  // first parameter with a default
-    uint32_t continue_offset = 0;         // of a loop: where `continue` goes on
-    bool has_return_tail = false;         // a return has to pass the last instruction
+    // By parameter: the sub-block of its default, no_defaults for none. A default's block is of
+    // kind scoped, reaches the parameters as its parent's variables, and leaves its value by
+    // end_return.
+    std::vector<uint32_t> default_blocks;
+    uint32_t continue_offset = 0;  // of a loop: where `continue` goes on
+    bool has_return_tail = false;  // a return has to pass the last instruction
     bool is_try = false;
     bool no_except = false;
     bool is_strict = false;
-    tvrptr_strong<tvr_program_block_base> catch_block;  // of a try block
+    tvrptr_strong<tvr_program_block_routine> catch_block;  // of a try block; scoped, like it
+
+    // What a function, root or class was lowered to; made when it runs for the first time. The
+    // blocks inside it have none. Script thread.
+    std::unique_ptr<tvr_machine_code, tvr_machine_code_delete> machine;
 };
 
 class tvr_program_block_root : public tvr_program_block_routine {
@@ -133,6 +140,7 @@ public:
     std::shared_ptr<const tvr_ast> ast;  // keeps the tokens that reports point at
 };
 
+// Its variables are the members, those of the bases first; its code sets their first values.
 class tvr_program_block_class : public tvr_program_block_routine {
 public:
     struct member_info {
@@ -154,6 +162,12 @@ public:
         std::vector<method_info> methods;
     };
 
+    // A direct base, and which of our slots each of its variables has.
+    struct base_class {
+        tvrptr_weak<tvr_program_block_class> definition;
+        std::vector<uint32_t> slots;
+    };
+
     bool is_derived_from(const tvr_program_block_class& other) const;
     const member_info* find_class_member(std::string_view member) const;
     const method_info* find_method(std::string_view method, size_t from_level) const;
@@ -161,7 +175,7 @@ public:
     std::array<tvrptr_weak<tvr_program_block_routine>, tvr_operator_count> operators;
     tvrptr_weak<tvr_program_block_routine> constructor;  // __init__
     tvrptr_weak<tvr_program_block_routine> destructor;   // __deinit__
-    std::vector<tvrptr_weak<tvr_program_block_class>> bases;
+    std::vector<base_class> bases;
     std::vector<std::string> interfaces;
     std::vector<inheritance_level> levels;      // this class first, then its bases
     std::vector<std::string> abstract_methods;  // that no level implements

@@ -21,6 +21,7 @@ class tvr_task;
 class tvr_vm_context;
 class tvrscript;
 struct tvr_interpreter_lock;
+struct tvr_vm_signals;
 struct tvrptr_control_block;
 
 struct tvr_thread_local {
@@ -43,6 +44,7 @@ struct tvr_thread_local {
     tvrscript* script = nullptr;                // the interpreter bound to this thread
     tvr_pool_set* pools = nullptr;              // of that interpreter; null without one
     tvr_interpreter_lock* lock = nullptr;       // of that interpreter
+    tvr_vm_signals* signals = nullptr;          // of that interpreter; see signals.h
     tvr_log_base* log = nullptr;                // null: the process-wide default
     tvr_filesys* filesys = nullptr;             // null: the machine's files
     tvr_error_sink* errors = nullptr;           // null: errors go to the log
@@ -50,6 +52,7 @@ struct tvr_thread_local {
     tvr_vm_context* context = nullptr;          // its top frame
     tvrptr_control_block* root_task = nullptr;  // of the task that `task` descends from
     uint32_t no_pool = 0;                       // above 0 variables come from the heap
+    uint32_t native_nesting = 0;                // runs of the machine inside of each other
     bool owns_interpreter = false;
     bool holds_global_lock = false;
 

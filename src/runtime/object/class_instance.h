@@ -2,9 +2,14 @@
 
 // An instance of a class that was written in script.
 //
-// Its members are the locals of the class body, taken over when the body has run, in the slots that
-// the class's table gives them. __deinit__ of the class and of each base runs when the last pointer
-// goes, from the most derived up, before the members go. Script thread.
+// Its members are the variables of the class's body, taken over when the body has run, in the slots
+// that the class's table gives them. Script thread.
+//
+// When the last pointer goes and the class or one of its bases has a __deinit__, the instance is
+// not over yet: it joins the interpreter's queue of dying instances (local/signals.h), and the
+// machine runs its destructors as soon as the running instruction has ended, with a new pointer to
+// it as `this`. When that pointer has gone too, the instance goes for good, whatever the
+// destructors did with `this`.
 
 #include <cstdint>
 #include <string_view>
@@ -18,30 +23,32 @@ class tvr_program_block_class;
 
 class tvr_class : public tvr_instance {
 public:
-    // Takes the members over. The definition may be gone before the instance is.
-    void start(tvr_program_block_class& of, std::vector<tvrvar_static> values);
+    // Gives the instance its class and members. The definition may go before the instance does.
+    void start(tvr_program_block_class& of, std::vector<tvrvar_shared> values);
 
-    // The member in a slot; null for a slot that is none, and for a private one unless
-    // `from_inside`.
-    tvrvar* get_member(int64_t member_slot, bool from_inside) const;
+    // The member in a slot; null for a slot that is none.
+    tvrvar* get_member(size_t member_slot) const {
+        return member_slot < members.size() ? members[member_slot].get() : nullptr;
+    }
 
     std::string_view class_name() const override;  // empty when the definition is gone
+    // "' does not have member " for a name that is none.
     tvrvar_shared get_member(std::string_view name) override;
     bool has_member(std::string_view name) const override;
 
-    // Runs the destructors, in a frame on the current task. Errors in them are reported as
-    // "__deinit__ of class '...'" and stop nothing.
-    void release() override;
-
-    // Keeps an instance alive while its own destructor runs, whatever that does with `this`.
-    static void release_keepalive(tvr_class* instance);
+    // Takes the oldest of the dying instances off the queue; null when there is none. The instance
+    // has no pointers: whoever takes it makes one, runs its destructors, and lets it go.
+    static tvr_class* take_dying();
 
     tvrptr_weak<tvr_program_block_class> definition;
-    std::vector<tvrvar_static> members;  // by slot
+    std::vector<tvrvar_shared> members;  // by slot, never null
+    tvr_class* next_dying = nullptr;
+    bool destructors_ran = false;
     uint8_t slot = tvr_not_pooled;
 
 protected:
-    void dispose() override;  // back to the pool, without members
+    // Joins the queue, or gives itself back to the pool without members.
+    void dispose() override;
 };
 
 template <>

@@ -20,12 +20,14 @@
 
 #include "runtime/local/global_lock.h"
 #include "runtime/local/pool_set.h"
+#include "runtime/local/signals.h"
 #include "runtime/object/namespaces.h"
 #include "runtime/object/update_hooks.h"
 #include "runtime/script/config.h"
 #include "runtime/task/task.h"
 #include "runtime/task/thread_pool.h"
 #include "runtime/vm/error_report.h"
+#include "runtime/vm/frame_store.h"
 
 class tvr_compiler;
 class tvr_filesys;
@@ -60,7 +62,7 @@ public:
 
     // Asks everything that runs to end, with this exit status for the host. Any thread, any time.
     void request_stop(int status);
-    bool stop_requested() const { return stopping.load(std::memory_order_relaxed); }
+    bool stop_requested() const { return signals.is_raised(tvr_signal_stop); }
     int stop_status() const { return status.load(std::memory_order_relaxed); }
 
     // Whether something could still go on: a task that can run or waits for its time or for a
@@ -81,7 +83,9 @@ public:
 
     tvrscript_config_default config;
     tvr_interpreter_lock lock;
+    tvr_vm_signals signals;
     tvr_pool_set pools{lock};
+    tvr_frame_store frames;
     tvr_namespace root_namespace{""};
     tvr_update_lists updates;
     tvr_thread_pool workers{*this};
@@ -93,9 +97,5 @@ private:
     std::vector<tvrptr_strong<tvr_task>> waiting;  // by wake-up time, then in order of asking
     std::vector<tvrptr_strong<tvr_task>> roots;    // whose globals live
     bool initialized = false;
-    std::atomic<bool> stopping{false};  // read by the machine at backward jumps and calls
     std::atomic<int> status{0};
 };
-
-// Monotonic milliseconds.
-int64_t tvr_millis();

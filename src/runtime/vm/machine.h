@@ -1,0 +1,50 @@
+#pragma once
+
+// The virtual machine: runs the frames of a task.
+//
+// This folder:
+//
+//   machine.h       how tasks run: calls, runs, ends
+//   context.h       a frame
+//   machine_code.h  what a routine is lowered to, and its ready frames
+//   lower.h         from the blocks of a program to that code
+//   error_report.h  what a script writer sees of an error
+//
+// A call of a script function from script pushes a frame and goes on in the same loop; no native
+// stack is used. Native functions that call back into script (tvrvar::call, operators of native
+// objects, destructors) run the machine anew inside of it; that may nest max_native_nesting deep.
+//
+// Thread: one that runs scripts of the interpreter.
+
+#include <cstdint>
+#include <span>
+
+#include "runtime/value/value.h"
+#include "runtime/vm/context.h"
+
+class tvr_class;
+class tvr_task;
+struct tvrvar_ptr_function;
+
+inline constexpr uint32_t tvr_max_native_nesting = 200;
+
+// Pushes the frame of a function value's call; `args` are assigned to its parameters, by reference
+// where these ask for it. False after a runtime error: no function any more, too many arguments,
+// or too few.
+bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrvar_shared> args);
+
+// Pushes the frame of a program's main body, whose variables become the globals of the task.
+void tvr_push_root(tvr_task& task, tvr_program_block_routine& root);
+
+// Runs the top frame of a task until the task suspends (vm_suspended), has no frame left
+// (vm_block_end; the result is in task.result) or an error was not caught (vm_error; reported,
+// frames released). The caller has entered a tvr_task_scope.
+tvr_vm_code tvr_run(tvr_task& task);
+
+// Releases all frames of a task, the root's too unless `keep_globals`. Runs no script, but may put
+// instances into the queue of the dying.
+void tvr_drop_frames(tvr_task& task, bool keep_globals);
+
+// Runs the destructors of all dying instances, and of those that die meanwhile. Errors in them are
+// reported and go no further. Does nothing inside of a destructor.
+void tvr_run_destructors();

@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "frontend/program/program_block.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/local/pool_set.h"
 #include "runtime/local/signals.h"

@@ -42,6 +42,7 @@ public:
 
     tvrptr_weak<tvr_program_block_class> definition;
     std::vector<tvrvar_shared> members;  // by slot, never null
+    tvr_task* scope = nullptr;  // whose globals its methods see; root tasks outlive all instances
     tvr_class* next_dying = nullptr;
     bool destructors_ran = false;
     uint8_t slot = tvr_not_pooled;

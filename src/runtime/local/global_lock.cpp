@@ -60,7 +60,7 @@ void tvr_fair_mutex::unlock() {
 }
 
 void tvr_fair_mutex::yield() {
-    if (waiting.load(std::memory_order_relaxed) == 0) return;
+    if (waiters() == 0) return;
     if (tvr_now_s() - taken_at < shortest_turn_s) return;
     {
         std::unique_lock hold(guard);

@@ -33,6 +33,9 @@ public:
     // shortest_turn_s, and waits for it again.
     void yield() TVR_REQUIRES(this);
 
+    // Threads that stand in line. Any thread; may be out of date when it comes back.
+    uint32_t waiters() const { return waiting.load(std::memory_order_relaxed); }
+
     static constexpr double shortest_turn_s = 0.001;
 
     // Raised while somebody waits; null for nobody to tell. Set before a second thread comes.
@@ -52,7 +55,7 @@ private:
     waiter* first = nullptr;
     waiter* last = nullptr;
     bool taken = false;
-    std::atomic<uint32_t> waiting{0};  // written with `guard`, read by the holder without it
+    std::atomic<uint32_t> waiting{0};  // written with `guard`
     double taken_at = 0;               // s, steady clock; the holder's
 };
 

@@ -4,7 +4,6 @@
 #include <exception>
 
 #include "runtime/local/error_sink.h"
-#include "runtime/local/signals.h"
 #include "runtime/object/function_def.h"
 #include "runtime/script/script.h"
 #include "runtime/task/task.h"
@@ -31,8 +30,8 @@ bool may_nest() {
 }
 
 bool failed() {
-    const tvr_vm_signals* signals = tvr_local().signals;
-    return signals != nullptr && signals->is_raised(tvr_signal_error);
+    const tvr_task* task = tvr_local().task;
+    return task != nullptr && task->error_pending;
 }
 
 void run_native(const tvr_function_def& definition, tvrobject_base* object, tvr_vm_context& frame,
@@ -75,10 +74,10 @@ bool take_outcome(tvr_task& task, tvr_vm_code code, tvrvar_shared& result) {
     }
     if (code == vm_suspended) {
         tvr_drop_frames(task, false);
-        task.error = "A function that native code calls cannot wait.";
+        runtime_error("A function that native code calls cannot wait.");
+    } else if (tvr_task* caller = tvr_local().task) {
+        tvr_pass_error(task, *caller);
     }
-    // A run that was asked to stop has no error: the caller sees the request itself.
-    if (!task.error.empty()) runtime_error(task.error);
     return false;
 }
 

@@ -6,12 +6,8 @@
 #include "runtime/script/script.h"
 
 tvr_function_module::tvr_function_module(std::string_view module_name, fill_function fills)
-    : tvr_function_module(tvr_global(), module_name, fills) {}
-
-tvr_function_module::tvr_function_module(tvr_global_instance& into, std::string_view module_name,
-                                         fill_function fills)
     : name(module_name), fill(fills) {
-    into.add(*this);
+    tvr_global().add(*this);
 }
 
 tvr_global_instance::tvr_global_instance() {

@@ -14,12 +14,8 @@
 #include "base/forever.h"
 #include "base/sync.h"
 
-class tvr_global_instance;
 class tvr_namespace;
 class tvrscript;
-
-// Registers the engine's own namespaces; stands with the standard objects.
-void tvr_register_core_namespaces(tvr_global_instance& instance);
 
 // A registration: a namespace's path and what fills it. Made static in a module, it registers
 // itself when the library is loaded, and stays for ever:
@@ -30,9 +26,10 @@ public:
     using fill_function = void (*)(tvr_namespace&);
 
     tvr_function_module(std::string_view module_name, fill_function fills);
-    // For an instance that is just being made.
-    tvr_function_module(tvr_global_instance& into, std::string_view module_name,
-                        fill_function fills);
+    // For the engine's own, which are added by hand while the process-wide instance is made.
+    struct unregistered {};
+    tvr_function_module(std::string_view module_name, fill_function fills, unregistered)
+        : name(module_name), fill(fills) {}
     tvr_function_module(const tvr_function_module&) = delete;
     tvr_function_module& operator=(const tvr_function_module&) = delete;
 
@@ -73,6 +70,9 @@ private:
     mutable tvr_mutex mutex;
     std::vector<const tvr_function_module*> modules TVR_GUARDED_BY(mutex);
 };
+
+// Adds the namespaces of the standard library; stdobj/. Called when the instance is made.
+void tvr_register_core_namespaces(tvr_global_instance& instance);
 
 // What a native module's library exports, with C linkage and under these names.
 using tavroglue_check_function = const tvr_module_record* (*)();

@@ -166,11 +166,13 @@ tvrptr_strong<tvr_task> tvrscript::pop_waiting_task(bool due_only) {
 }
 
 bool tvrscript::has_work() const {
+    const tvr_global_lock hold(&lock);
     return !stop_requested() && (tasks.alive > 0 || tasks.has_mail() || updates.live() > 0);
 }
 
 int64_t tvrscript::next_wake_ms() const {
     if (stop_requested() || tasks.has_mail()) return -1;
+    const tvr_global_lock hold(&lock);
     const int64_t next = tasks.next_wake_ms();
     return next <= tvr_millis() ? -1 : next;
 }

@@ -110,7 +110,7 @@ public:
     tvr_filesys& file_sys() const { return *files_in_use; }
 
     tvrscript_config_default config;
-    tvr_interpreter_lock lock;
+    mutable tvr_interpreter_lock lock;
     tvr_vm_signals signals;
     tvr_pool_set pools{lock};
     tvr_frame_store frames;

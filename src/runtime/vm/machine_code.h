@@ -26,45 +26,52 @@ class tvr_program_block_class;
 class tvr_program_block_routine;
 struct tvr_src_token;
 
-// In the comments: r is the row; site numbers stand in c unless it says so.
-#define TVR_MACHINE_OPS(OP)                                                                       \
-    OP(add)                                                                                       \
-    OP(sub) OP(mult) OP(div) OP(mod) OP(band) OP(bor) OP(bxor) /* a=b.c */                        \
-        OP(equal) OP(not_equal) OP(less) OP(less_equal) OP(more)                                  \
-            OP(more_equal) /* Comparison and jump: of a and b; see tvr_compare_jump for the words \
-                              behind. */                                                          \
-        OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)         \
-            OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)                \
-                OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)     \
-                    OP(bnot) OP(truth)               /* a from b */                               \
-        OP(increment) OP(decrement)                  /* r[a] in place */                          \
-        OP(increment_old) OP(decrement_old)          /* a = old value of b */                     \
-        OP(move)                                     /* assign r[b] to variable a */              \
-        OP(load)                                     /* temporary a = value of b */               \
-        OP(handle)                                   /* temporary a = b's cell */                 \
-        OP(none)                                     /* a = none, in a cell of its own */         \
-        OP(reference)                                /* a becomes a reference to b */             \
-        OP(new_json)                                 /* a = a new json */                         \
-        OP(append)                                   /* to the json a: b */                       \
-        OP(bind_object)                              /* flag on a */                              \
-        OP(clear)                                    /* cells a to below b are reset */           \
-        OP(drop)                                     /* temporary a is not read */                \
-        OP(jump) OP(loop)                            /* by offset(); loop polls */                \
-        OP(jump_false) OP(jump_true) OP(jump_some)   /* if a, by offset() */                      \
-        OP(jump_given)                               /* if parameter a was given */               \
-        OP(self)                                     /* a = this */                               \
-        OP(get) OP(get_handle)                       /* a = b.name */                             \
-        OP(get_self) OP(get_self_handle)             /* a = this.name */                          \
-        OP(set) OP(set_self)                         /* a.name = b; this.name = b */              \
-        OP(index) OP(index_handle)                   /* a = b[c] */                               \
-        OP(set_index)                                /* a[b] = c */                               \
-        OP(function)                                 /* a = value of block site b */              \
-        OP(capture) OP(bind_self)                    /* function a: copy of b; this */            \
-        OP(call) OP(call_known) OP(call_native)      /* a = b(...) */                             \
-        OP(call_method) OP(call_self) OP(call_super) /* a = b.name(...) */                        \
-        OP(give) OP(give_none)                       /* return a; return */                       \
-        OP(make_instance)                            /* end of a class's body */                  \
-        OP(invalid)                                  /* opcode a */
+// In the comments: a, b and c are registers unless it says so; temporaries that are read are
+// dropped, but for those of the jumps and of what says "keep".
+#define TVR_MACHINE_OPS(OP)                                                                    \
+    OP(add)                                                                                    \
+    OP(sub)                                                                                    \
+    OP(mult)                                                                                   \
+    OP(div) OP(mod) OP(band) OP(bor) OP(bxor) /* a = b op c */                                 \
+        OP(equal) OP(not_equal) OP(less) OP(less_equal) OP(more)                               \
+            OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */  \
+        OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
+            OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)             \
+                OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)  \
+                    OP(bnot) OP(truth)             /* a from b */                              \
+        OP(increment) OP(decrement)                /* a in place */                            \
+        OP(increment_old) OP(decrement_old)        /* a = old value of b */                    \
+        OP(move)                                   /* assign b to what a holds */              \
+        OP(load)                                   /* temporary a = value of b, keep */        \
+        OP(none)                                   /* a = none */                              \
+        OP(reference)                              /* temporary a = reference to b's cell */   \
+        OP(bind)                                   /* a's cell becomes a reference to b's */   \
+        OP(new_json)                               /* a = a new json */                        \
+        OP(append)                                 /* to the json a: b; keep a */              \
+        OP(append_reference)                       /* to the json a: reference to b; keep a */ \
+        OP(bind_object)                            /* flag on a */                             \
+        OP(clear)                                  /* cells a to below b are reset */          \
+        OP(drop)                                   /* temporary a is not read */               \
+        OP(jump) OP(loop)                          /* by offset(); loop polls */               \
+        OP(jump_false) OP(jump_true) OP(jump_some) /* if a, by offset(); keep */               \
+        OP(test_false) OP(test_true)               /* if a, by offset() */                     \
+        OP(jump_given)                             /* if parameter a was given, by offset() */ \
+        OP(self)                                   /* a = this */                              \
+        OP(get) OP(get_handle)                     /* a = b.name, site c */                    \
+        OP(get_self) OP(get_self_handle)           /* a = this.name, site c */                 \
+        OP(set) OP(set_self)                       /* a.name = b; this.name = b; site c */     \
+        OP(index) OP(index_keep) OP(index_handle)  /* a = b[c]; keep b */                      \
+        OP(set_index)                              /* a[b] = c */                              \
+        OP(function)                               /* a = value of block site c */             \
+        OP(capture)                                /* function a, keep, takes a copy of b */   \
+        OP(bind_self)                              /* function a, keep, takes this */          \
+        OP(call)                                   /* a = b(...), site c */                    \
+        OP(call_known) OP(call_native)             /* a = site c's (...) */                    \
+        OP(call_method)                            /* a = b.name(...), site c */               \
+        OP(call_self) OP(call_super)               /* a = this.name(...), site c */            \
+        OP(give) OP(give_none)                     /* return a; return */                      \
+        OP(make_instance)                          /* end of a class's body */                 \
+        OP(invalid)                                /* opcode a */
 
 enum class tvr_machine_opcode : uint16_t {
 #define TVR_MACHINE_ENUM(name) op_##name,
@@ -86,9 +93,11 @@ struct tvr_machine_op {
 };
 static_assert(sizeof(tvr_machine_op) == 8);
 
-// A comparison and jump takes three words: itself; one whose offset() leads to its target, from
-// the first word; and a jump on temporary a, which runs when an operator method has made the
-// result.
+// The register of a result that nobody reads.
+inline constexpr int16_t tvr_no_register = INT16_MIN;
+
+// A comparison and jump takes three words: itself; one whose offset() leads to its target; and a
+// jump on temporary a, which runs when an operator method has made the result.
 inline constexpr int tvr_compare_jump_words = 3;
 
 // A place where a member is named, with its inline cache.
@@ -96,6 +105,7 @@ struct tvr_member_site {
     const std::string* name;              // in the string table of the program
     const tvr_program_block_class* from;  // whose methods may see private members; null outside
     bool optional;                        // missing reads as none and is not made
+    bool keep;                            // the object's temporary is read again
     tvrptr_weak<tvr_program_block_class> known_class;
     uint32_t known_slot = 0;
     uint32_t known_metadata = 0;  // id; 0 for none
@@ -141,7 +151,6 @@ public:
         const tvr_src_token* token;
     };
 
-    // Where a block inside the function begins, for reports and the depth limit.
     explicit tvr_machine_code(tvr_program_block_routine& of) : routine(&of) {}
     ~tvr_machine_code();
     tvr_machine_code(const tvr_machine_code&) = delete;

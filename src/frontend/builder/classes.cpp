@@ -21,9 +21,7 @@ bool tvr_asm_builder::compile_class(const tvr_ast_node_class_def& def) {
     for (const tvr_ast_node* node : def.members) {
         if (!compile_class_member(*node)) return false;
     }
-    emit(tvr_op_push_stack, def.name);
     emit(tvr_op_call_class_create, def.name);
-    emit(tvr_op_end_return, def.name);
     return true;
 }
 

@@ -24,4 +24,5 @@ struct tvrscript_config_default {
     bool restricted_mode = false;
     std::vector<std::string>
         allowed_namespaces;  // in restricted mode; a name allows what is below it
+    std::vector<std::string> args;  // what std.args() gives
 };

@@ -23,6 +23,10 @@ public:
     using fill_function = void (*)(tvr_namespace&);
 
     tvr_function_module(std::string_view module_name, fill_function fills);
+    // For the engine's own, which are added by hand while the process-wide instance is made.
+    struct unregistered {};
+    tvr_function_module(std::string_view module_name, fill_function fills, unregistered)
+        : name(module_name), fill(fills) {}
     tvr_function_module(const tvr_function_module&) = delete;
     tvr_function_module& operator=(const tvr_function_module&) = delete;
 
@@ -61,6 +65,9 @@ private:
     mutable tvr_mutex mutex;
     std::vector<const tvr_function_module*> modules TVR_GUARDED_BY(mutex);
 };
+
+// Adds the namespaces of the standard library; stdobj/. Called when the instance is made.
+void tvr_register_core_namespaces(tvr_global_instance& instance);
 
 inline tvr_global_instance& tvr_global() {
     static tvr_forever<tvr_global_instance> held;

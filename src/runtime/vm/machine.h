@@ -45,6 +45,9 @@ tvr_vm_code tvr_run(tvr_task& task);
 // instances into the queue of the dying.
 void tvr_drop_frames(tvr_task& task, bool keep_globals);
 
+// Gives an error that ended `from` on to the task that waits for it, without a second report.
+void tvr_pass_error(const tvr_task& from, tvr_task& to);
+
 // Runs the destructors of all dying instances, and of those that die meanwhile. Errors in them are
 // reported and go no further. Does nothing inside of a destructor.
 void tvr_run_destructors();

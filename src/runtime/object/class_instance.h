@@ -49,6 +49,7 @@ public:
 
     tvrptr_weak<tvr_program_block_class> definition;
     std::vector<tvrvar_shared> members;  // by slot, never null
+    tvr_task* scope = nullptr;  // whose globals its methods see; root tasks outlive all instances
     tvr_class* next_dying = nullptr;
     bool queued = false;  // with the dying
     bool destructors_ran = false;

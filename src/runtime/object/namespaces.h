@@ -59,6 +59,16 @@ public:
             min_params, max_params, std::move(docs));
     }
 
+    // The same for a class whose values are no plain objects: `callback` makes them.
+    tvr_function_def& add_constructor(std::string_view class_name,
+                                      const tvrobject_metadata& native,
+                                      tvr_native_function callback, uint32_t min_params,
+                                      uint32_t max_params, tvr_function_docs docs = {}) {
+        classes[std::string(class_name)] = &native;
+        return add_function(class_name, std::move(callback), min_params, max_params,
+                            std::move(docs));
+    }
+
     // The documentation record under a path, empty for an unknown one; the top level for an empty
     // path. As JSON text, with the keys that docs_record.h's functions write, and "vars",
     // "functions" and "children" of a namespace.

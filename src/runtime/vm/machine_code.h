@@ -22,6 +22,7 @@
 #include "runtime/vm/context.h"
 
 class tvr_frame_store;
+class tvrobject_metadata;
 class tvr_program_block_class;
 class tvr_program_block_routine;
 struct tvr_src_token;
@@ -32,7 +33,11 @@ struct tvr_src_token;
     OP(add)                                                                                    \
     OP(sub)                                                                                    \
     OP(mult)                                                                                   \
-    OP(div) OP(mod) OP(band) OP(bor) OP(bxor) /* a = b op c */                                 \
+    OP(div)                                                                                    \
+    OP(mod)                                                                                    \
+    OP(band)                                                                                   \
+    OP(bor)                                                                                    \
+    OP(bxor) /* a = b op c */                                                                  \
         OP(equal) OP(not_equal) OP(less) OP(less_equal) OP(more)                               \
             OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */  \
         OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
@@ -124,6 +129,8 @@ struct tvr_call_site {
     const tvr_program_block_class* from = nullptr;
     tvrptr_weak<tvr_program_block_class> known_class;  // inline cache of methods
     tvr_program_block_routine* known_routine = nullptr;
+    const tvrobject_metadata* known_metadata = nullptr;
+    tvr_function_def* known_native = nullptr;
 };
 
 class tvr_machine_code {

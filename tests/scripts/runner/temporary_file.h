@@ -1,0 +1,30 @@
+#pragma once
+
+// A file without a name that takes a child's output, however much it is. One thread.
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+class temporary_file {
+public:
+    temporary_file() : file(std::tmpfile(), &std::fclose) {
+        if (file == nullptr) throw std::runtime_error("cannot make a temporary file");
+    }
+
+    int descriptor() const { return fileno(file.get()); }
+
+    // Everything that was written to it so far.
+    std::string text() const {
+        std::string all;
+        std::rewind(file.get());
+        char buffer[4096];
+        for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file.get())) > 0;)
+            all.append(buffer, n);
+        return all;
+    }
+
+private:
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
+};

@@ -17,6 +17,7 @@ namespace tavro::test {
 // Keeps what is said: what scripts print as it is, the rest behind a letter for its level.
 class listening_log : public tvr_log_base {
 public:
+    listening_log() { mask = level_log | level_verbose; }
     void on_output(std::string_view text) override { keep("", text); }
     void on_log(std::string_view text) override { keep("L ", text); }
     void on_error(std::string_view text) override { keep("E ", text); }

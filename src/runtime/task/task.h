@@ -95,7 +95,6 @@ public:
     static bool call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_shared& result);
 
     tvrscript& script;  // outlives the task as long as the task is listed
-    tvrptr_strong<tvrptr_base_internal> program;  // the root block of what it runs; the machine\'s
     tvrptr_weak<tvr_task> parent;
     bool has_parent = false;
     std::string name;

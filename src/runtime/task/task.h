@@ -87,9 +87,6 @@ public:
     bool is_root() const { return !has_parent; }
     tvr_task& root();  // the task whose globals this one sees
 
-    // Whether an error raised now would be caught inside this task.
-    bool error_caught_by_try() const;
-
     // Runs a function in a task of its own inside of the running one, to its end. False when it
     // failed; then the caller's task has the same error. `result` is none where there is none.
     static bool call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_shared& result);

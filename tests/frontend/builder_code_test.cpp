@@ -190,7 +190,8 @@ TEST(builder_code, calls) {
          "call_method 2 super m in class A  pop_stack 1  push_stack  call_class_return_this  "
          "call_method 0 m in class B  pop_stack 1",
          "function m in B"},
-        {"function inside a method knows this", "class A { x = 1; def m() { def f() { x; } f(); } }",
+        {"function inside a method knows this",
+         "class A { x = 1; def m() { def f() { x; } f(); } }",
          "push_stack  return_function 0, 0 f  set_lambda 1  call_init 0  call  pop_stack 1",
          "function m in A"},
     });
@@ -203,12 +204,14 @@ TEST(builder_code, functions_and_lambdas) {
          "L1:  push_stack  return_int 1  jmp_if_false -> L3  pop_stack 1  push_stack  "
          "return_function 3, 0 f  pop_stack 1  L2 continue:  jmp -> L1  L3:  pop_stack 1",
          "loop for in for, f"},
-        {"captures", "g = 1; def f(a, b) { c = 2; return (d) { return () { return b + c + d + g; }; }; }",
+        {"captures",
+         "g = 1; def f(a, b) { c = 2; return (d) { return () { return b + c + d + g; }; }; }",
          "push_stack  return_local_var 2 c  push_stack  return_int 2  set_and_pop_stack  "
          "pop_stack 1  push_stack  return_function 0, 0 lambda  push_stack  return_local_var 1 b  "
          "set_lambda 0  push_stack  return_local_var 2 c  set_lambda 0  end_return",
          "function f"},
-        {"captures of captures", "g = 1; def f(a, b) { c = 2; return (d) { return () { return b + c + d + g; }; }; }",
+        {"captures of captures",
+         "g = 1; def f(a, b) { c = 2; return (d) { return () { return b + c + d + g; }; }; }",
          "push_stack  return_function 0, 0 lambda  push_stack  return_local_var 1 b  set_lambda 0  "
          "push_stack  return_local_var 2 c  set_lambda 0  push_stack  return_local_var 0 d  "
          "set_lambda 0  end_return",

@@ -51,9 +51,7 @@ private:
     std::string at_offset(uint32_t at, const std::string& what) const {
         return tvr_join(routine.name, " at ", at, " (", info(at).name, "): ", what);
     }
-    bool is_place(uint32_t at) const {
-        return at == routine.code.size() || starts.count(at) > 0;
-    }
+    bool is_place(uint32_t at) const { return at == routine.code.size() || starts.count(at) > 0; }
 
     // One way leads here with this depth.
     void reach(uint32_t at, int depth) {
@@ -134,7 +132,8 @@ private:
             return wrong_variable(inner_parent(field<uint32_t>(at, 4)), field<uint32_t>(at, 8));
         case tvr_op_return_global_var: return wrong_variable(&root, field<uint32_t>(at, 4));
         case tvr_op_call_subroutine: return wrong_block(&routine, field<uint32_t>(at, 4), true);
-        case tvr_op_return_function: return wrong_block(parent(from[1]), field<uint32_t>(at, 4), false);
+        case tvr_op_return_function:
+            return wrong_block(parent(from[1]), field<uint32_t>(at, 4), false);
         case tvr_op_return_string:
         case tvr_op_json_literal: return wrong_string(field<uint32_t>(at, 4));
         case tvr_op_call_method: return wrong_string(field<uint32_t>(at, 8));
@@ -157,8 +156,8 @@ private:
     const block* inner_parent(uint32_t levels) const {
         const block* found = &routine;
         for (; levels > 0 && found != nullptr; --levels) {
-            const bool inside = found->kind == tvr_block_kind::loop ||
-                                found->kind == tvr_block_kind::scoped;
+            const bool inside =
+                found->kind == tvr_block_kind::loop || found->kind == tvr_block_kind::scoped;
             found = inside ? static_cast<const block*>(found->parent.get()) : nullptr;
         }
         return found;

@@ -139,9 +139,10 @@ TEST(builder_code, conditions_and_loops) {
          "return_int 1  pop_stack 1  jmp -> L2  L1:  pop_stack 1  push_stack  return_int 2  "
          "pop_stack 1  L2:"},
         {"and, or, not", "var x; if (!(x && 1) || 2) 3;",
-         "push_stack  return_local_var 0 x  jmp_if_false -> L2  pop_stack 1  push_stack  "
-         "return_int 1  jmp_if_false -> L2  pop_stack 1  push_stack  return_int 2  "
-         "jmp_if_false -> L3  L2:  pop_stack 1"},
+         "push_stack  return_local_var 0 x  jmp_if_false -> L1  pop_stack 1  push_stack  "
+         "return_int 1  jmp_if_false -> L1  pop_stack 1  push_stack  return_int 2  "
+         "jmp_if_false -> L2  L1:  pop_stack 1  push_stack  return_int 3  pop_stack 1  "
+         "jmp -> L3  L2:  pop_stack 1  L3:"},
         {"a body with names is a block", "if (1) { a = 1; }",
          "push_stack  return_int 1  jmp_if_false -> L1  pop_stack 1  call_subroutine 0 if  "
          "jmp -> L2  L1:  pop_stack 1  L2:"},

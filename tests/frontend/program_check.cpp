@@ -1,6 +1,5 @@
 #include "program_check.h"
 
-#include <map>
 #include <vector>
 
 #include "base/join.h"
@@ -25,6 +24,7 @@ public:
     checker(const tvr_program_block_root& of, const block& in) : root(of), routine(in) {}
 
     std::string run() {
+        starts.assign(routine.code.size(), no_place);
         for (uint32_t at = 0; at < routine.code.size(); at += info(at).size) {
             if (info(at).size == 0) return at_offset(at, "unknown instruction");
             if (at + info(at).size > routine.code.size()) return at_offset(at, "cut");
@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    static constexpr int unknown = -1;
+    static constexpr int unknown = -1, no_place = -2;
 
     const tvr_instruction_info& info(uint32_t at) const {
         return tvr_instruction(routine.code[at]);
@@ -57,7 +57,7 @@ private:
     void reach(uint32_t at, int depth) {
         if (at == routine.code.size()) {
             if (depth != 0) fault = tvr_join(routine.name, " ends with depth ", depth);
-        } else if (starts.count(at) == 0) {
+        } else if (!is_place(at)) {
             fault = tvr_join(routine.name, ": a jump to ", at);
         } else if (starts[at] == unknown) {
             starts[at] = depth;
@@ -176,7 +176,7 @@ private:
 
     const tvr_program_block_root& root;
     const block& routine;
-    std::map<uint32_t, int> starts;  // depth in front of each instruction
+    std::vector<int> starts;  // by offset: depth in front of the instruction there
     std::vector<uint32_t> waiting;
     std::string fault;
 };

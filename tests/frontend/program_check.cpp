@@ -51,7 +51,9 @@ private:
     std::string at_offset(uint32_t at, const std::string& what) const {
         return tvr_join(routine.name, " at ", at, " (", info(at).name, "): ", what);
     }
-    bool is_place(uint32_t at) const { return at == routine.code.size() || starts.count(at) > 0; }
+    bool is_place(uint32_t at) const {
+        return at == routine.code.size() || (at < starts.size() && starts[at] != no_place);
+    }
 
     // One way leads here with this depth.
     void reach(uint32_t at, int depth) {

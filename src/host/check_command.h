@@ -1,17 +1,18 @@
 #pragma once
 
-// `tavro check FILE...`: reads scripts up to their syntax trees and runs nothing.
+// `tavro check FILE...`: compiles scripts, has their types checked, and runs nothing.
 
 #include <string>
 #include <vector>
 
+#include "host/script_options.h"
+
 namespace host {
 
 struct check_options {
-    std::vector<std::string> files;         // "-": standard input
-    std::vector<std::string> search_paths;  // for includes, the first one first
-    bool print_trees = false;               // on standard output
-    bool verbose = false;                   // the engine's own log lines too
+    std::vector<std::string> files;  // "-": standard input
+    script_options options;
+    bool print_trees = false;  // on standard output, and nothing else
 };
 
 // exit_failed if a file does not compile; what is wrong stands in the log.

@@ -2,6 +2,13 @@
 
 // How a command joins the program: it adds its subcommand to the parser, and when the person
 // asked for it, leaves what is to be run in `chosen`. Each command has a file of its own.
+//
+// What the commands with scripts share:
+//
+//   script_options.h  their options, and where files are looked for
+//   script_log.h      what goes to standard output and what to standard error
+//   script_runner.h   the loop around an interpreter
+//   interrupter.h     signals and the end of the time
 
 #include <functional>
 
@@ -18,7 +25,12 @@ inline constexpr int exit_usage = 2;
 
 using command_run = std::function<int()>;  // the exit status
 
+void add_run(CLI::App& app, command_run& chosen);
+void add_eval(CLI::App& app, command_run& chosen);
 void add_check(CLI::App& app, command_run& chosen);
+void add_disasm(CLI::App& app, command_run& chosen);
+void add_docs(CLI::App& app, command_run& chosen);
+void add_repl(CLI::App& app, command_run& chosen);
 void add_monitor(CLI::App& app, command_run& chosen);
 
 }  // namespace host

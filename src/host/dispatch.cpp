@@ -25,7 +25,12 @@ int parse_and_run(int argc, const char* const* argv) {
     app.set_version_flag("--version", TAVRO_VERSION);
     app.require_subcommand(1);
     command_run chosen;
+    add_run(app, chosen);
+    add_eval(app, chosen);
     add_check(app, chosen);
+    add_disasm(app, chosen);
+    add_docs(app, chosen);
+    add_repl(app, chosen);
     add_monitor(app, chosen);
     try {
         app.parse(argc, argv);

@@ -44,7 +44,6 @@ private:
 class bound_thread {
 public:
     bound_thread() {
-        lock.owner = std::this_thread::get_id();
         bind_guest();
         tvr_local().owns_interpreter = true;
     }

@@ -2,26 +2,112 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <limits>
 
 #include "base/clock.h"
 #include "bound_thread.h"
+#include "runtime/local/signals.h"
 
 using namespace tavro::test;
 
 namespace {
 
-TEST(global_lock, does_nothing_for_the_owner_and_for_strangers) {
+TEST(global_lock, is_taken_by_the_owner_too_but_not_by_strangers) {
     bound_thread owner;
-    const tvr_global_lock hold, again(&owner.lock);
+    {
+        const tvr_global_lock hold, again(&owner.lock);
+        EXPECT_TRUE(tvr_local().holds_global_lock);
+        std::thread([] {
+            const tvr_global_lock stranger;  // would wait forever if it took any lock
+            EXPECT_FALSE(tvr_local().is_script_thread());
+        }).join();
+    }
     EXPECT_FALSE(tvr_local().holds_global_lock);
-    std::thread([&] {
-        const tvr_global_lock stranger;
+    EXPECT_TRUE(tvr_local().is_script_thread());
+}
+
+TEST(global_lock, is_given_back_by_the_owner_with_all_its_rights) {
+    bound_thread owner;
+    tvr_vm_signals signals;
+    tvr_local().signals = &signals;
+    const tvr_global_lock hold;
+    signals.raise(tvr_signal_error);
+    signals.raise(tvr_signal_stop);
+    {
+        const tvr_scoped_unlock blocking;
         EXPECT_FALSE(tvr_local().is_script_thread());
-        owner.bind_guest();
-        const tvr_global_lock guest;  // would wait forever if the owner held it
-        EXPECT_TRUE(tvr_local().is_script_thread());
-    }).join();
+        EXPECT_FALSE(signals.is_raised(tvr_signal_error));  // another task's now
+        EXPECT_TRUE(signals.is_raised(tvr_signal_stop));
+        signals.raise(tvr_signal_suspend);
+        signals.lower(tvr_signal_suspend);
+    }
+    EXPECT_TRUE(tvr_local().is_script_thread());
+    EXPECT_TRUE(signals.is_raised(tvr_signal_error));
+    tvr_local().signals = nullptr;
+}
+
+// Threads that stand in line, one behind the other, and write their number when their turn comes.
+class line_of_waiters {
+public:
+    explicit line_of_waiters(bound_thread& to) : owner(to) {}
+    ~line_of_waiters() {
+        for (std::thread& t : threads) t.join();
+    }
+    line_of_waiters(const line_of_waiters&) = delete;
+    line_of_waiters& operator=(const line_of_waiters&) = delete;
+
+    void add(int number) {
+        const uint32_t before = owner.lock.mutex.waiters();
+        threads.emplace_back([this, number] {
+            owner.bind_guest();
+            const tvr_global_lock hold;
+            turns.push_back(number);
+        });
+        while (owner.lock.mutex.waiters() == before) std::this_thread::yield();
+    }
+
+    std::vector<int> turns;
+
+private:
+    bound_thread& owner;
+    std::vector<std::thread> threads;
+};
+
+TEST(global_lock, serves_in_the_order_of_asking) {
+    bound_thread owner;
+    const std::vector<int> expected{0, 1, 2, 3, 4, 5, 6, 7};
+    std::vector<int> turns;
+    {
+        line_of_waiters line(owner);
+        const tvr_global_lock hold;
+        for (const int number : expected) line.add(number);
+        const tvr_scoped_unlock let_them;
+        const tvr_global_lock behind_all;
+        turns = line.turns;
+    }
+    EXPECT_EQ(turns, expected);
+}
+
+TEST(global_lock, is_handed_on_by_a_busy_holder) {
+    bound_thread owner;
+    tvr_vm_signals signals;
+    owner.lock.mutex.signals = &signals;
+    tvr_local().signals = &signals;
+    line_of_waiters line(owner);
+    {
+        const tvr_global_lock hold;
+        EXPECT_FALSE(signals.is_raised(tvr_signal_lock_wanted));
+        line.add(1);
+        line.add(2);
+        while (signals.is_raised(tvr_signal_lock_wanted)) tvr_yield_lock();
+        EXPECT_EQ(line.turns, (std::vector<int>{1, 2}));
+        EXPECT_TRUE(tvr_local().holds_global_lock);
+    }
+    signals.raise(tvr_signal_lock_wanted);
+    tvr_yield_lock();  // without the lock there is nothing to hand on
+    EXPECT_FALSE(signals.is_raised(tvr_signal_lock_wanted));
+    tvr_local().signals = nullptr;
 }
 
 TEST(global_lock, nests_and_is_given_back_for_a_scope) {
@@ -81,6 +167,20 @@ TEST(wakeup, remembers_one_ring) {
     EXPECT_FALSE(local.wait_for_wakeup(tvr_now_s() + 0.001));
     EXPECT_FALSE(local.wait_for_wakeup(-never));
     EXPECT_FALSE(local.wait_for_wakeup(std::numeric_limits<double>::quiet_NaN()));
+}
+
+void ring_from_handler(int) {
+    tvr_local().wakeup();
+}
+
+TEST(wakeup, comes_from_a_signal_handler) {
+    struct sigaction ring {};
+    struct sigaction before {};
+    ring.sa_handler = ring_from_handler;
+    ASSERT_EQ(::sigaction(SIGUSR1, &ring, &before), 0);
+    ASSERT_EQ(::raise(SIGUSR1), 0);
+    EXPECT_TRUE(tvr_local().wait_for_wakeup(std::numeric_limits<double>::infinity()));
+    ::sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(wakeup, comes_from_any_thread) {

@@ -323,7 +323,7 @@ TEST(pool_threadsafe, collects_while_others_free) {
     std::vector<thing*> all;
     for (size_t i = 0; i < 60000; ++i) all.push_back(pool.allocate());
     free_on_threads(owner, pool, all, [&] {
-        const tvr_lock frame(owner.lock.mutex);
+        const tvr_global_lock frame;
         pool.collect_garbage();
         pool.deallocate(pool.allocate());
     });

@@ -296,12 +296,10 @@ TEST_F(value_assign, other_threads_send_variables_home_with_what_they_hold) {
             done = true;
         });
         while (owner_works && !done) {  // and lets others in when the mailbox is full
-            tvr_lock hold(thread.lock.mutex);
-            tvr_local().holds_global_lock = true;
+            const tvr_global_lock hold(&thread.lock);
             tvrvar_shared copy = none();
             copy->set(*list);
             thread.pools.collect_garbage();
-            tvr_local().holds_global_lock = false;
         }
         guest.join();
         thread.pools.collect_garbage();

@@ -21,6 +21,7 @@ class tvr_task;
 class tvr_vm_context;
 class tvrscript;
 struct tvr_interpreter_lock;
+struct tvr_update_lists;
 struct tvr_vm_signals;
 struct tvrptr_control_block;
 
@@ -45,6 +46,7 @@ struct tvr_thread_local {
     tvr_pool_set* pools = nullptr;              // of that interpreter; null without one
     tvr_interpreter_lock* lock = nullptr;       // of that interpreter
     tvr_vm_signals* signals = nullptr;          // of that interpreter; see signals.h
+    tvr_update_lists* updates = nullptr;        // of that interpreter; see object/update_hooks.h
     tvr_log_base* log = nullptr;                // null: the process-wide default
     tvr_filesys* filesys = nullptr;             // null: the machine's files
     tvr_error_sink* errors = nullptr;           // null: errors go to the log

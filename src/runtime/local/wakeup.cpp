@@ -1,5 +1,10 @@
 #include "runtime/local/wakeup.h"
 
+#include <linux/futex.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
 #include <ctime>
 
@@ -12,24 +17,25 @@ timespec to_timespec(double s) {
     return {time_t(whole), long(rest * ns_per_s)};
 }
 
+// Sleeps while the word is 0. False once the steady clock has reached the limit.
+bool sleep_on(std::atomic<uint32_t>& word, const timespec& limit) {
+    const long failed = ::syscall(SYS_futex, &word, FUTEX_WAIT_BITSET_PRIVATE, 0, &limit, nullptr,
+                                  FUTEX_BITSET_MATCH_ANY);
+    return failed == 0 || errno != ETIMEDOUT;
+}
+
 }  // namespace
 
 void tvr_wakeup::wakeup() {
-    pthread_mutex_lock(&mutex);
-    woken = true;
-    pthread_cond_signal(&rung);
-    pthread_mutex_unlock(&mutex);
+    const int saved = errno;  // a handler must leave it as it was
+    if (rung.exchange(1) == 0) ::syscall(SYS_futex, &rung, FUTEX_WAKE_PRIVATE, 1);
+    errno = saved;
 }
 
 bool tvr_wakeup::wait_for_wakeup(double until) {
     const timespec limit = to_timespec(until);
-    pthread_mutex_lock(&mutex);
-    int failed = 0;
-    while (!woken && failed == 0) {
-        failed = pthread_cond_clockwait(&rung, &mutex, CLOCK_MONOTONIC, &limit);
+    while (rung.exchange(0) == 0) {
+        if (!sleep_on(rung, limit)) return rung.exchange(0) != 0;
     }
-    const bool rang = woken;
-    woken = false;
-    pthread_mutex_unlock(&mutex);
-    return rang;
+    return true;
 }

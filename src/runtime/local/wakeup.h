@@ -6,10 +6,11 @@
 // wait_for_wakeup() through at once, and many of them count as one. So what was queued before the
 // bell rang is never slept over.
 //
+// One word in the kernel's keeping (a futex) and no lock, so that signal handlers may ring too.
 // Needs no constructor and no destructor to run, so that it can stand in the thread's record.
-// Locking: its own mutex, held for a few instructions.
 
-#include <pthread.h>
+#include <atomic>
+#include <cstdint>
 
 class tvr_wakeup {
 public:
@@ -17,16 +18,15 @@ public:
     tvr_wakeup(const tvr_wakeup&) = delete;
     tvr_wakeup& operator=(const tvr_wakeup&) = delete;
 
-    // Rings. Any thread.
+    // Rings. Any thread, signal handlers too.
     void wakeup();
 
     // Sleeps until the bell rings or the steady clock reaches `until` in s; infinity means no
-    // limit. True if it rang.
+    // limit. True if it rang. One thread at a time.
     bool wait_for_wakeup(double until);
 
 private:
-    // Not the standard's types: its condition variable has no constant initialiser.
-    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t rung = PTHREAD_COND_INITIALIZER;
-    bool woken = false;  // with mutex
+    // 1 once it rang; set by whoever rings, taken by the one who waits.
+    std::atomic<uint32_t> rung{0};
+    static_assert(std::atomic<uint32_t>::is_always_lock_free, "the kernel reads this word");
 };

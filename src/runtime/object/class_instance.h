@@ -36,13 +36,22 @@ public:
     tvrvar_shared get_member(std::string_view name) override;
     bool has_member(std::string_view name) const override;
 
-    // Takes the oldest of the dying instances off the queue; null when there is none. The instance
-    // has no pointers: whoever takes it makes one, runs its destructors, and lets it go.
+    // Takes the oldest of the dying instances off the queue; null when there is none. Whoever takes
+    // it makes a pointer to it, runs its destructors, says so in destructors_ran, and lets it go.
     static tvr_class* take_dying();
+
+    // Joins the queue of the dying, once. False when no destructor has to run any more. Also for
+    // instances that the end of their interpreter finds alive: those keep their pointers.
+    bool queue_destructors();
+    bool has_destructor() const;
+
+    void release() override;  // says so in the verbose log
 
     tvrptr_weak<tvr_program_block_class> definition;
     std::vector<tvrvar_shared> members;  // by slot, never null
+    tvr_task* scope = nullptr;  // whose globals its methods see; root tasks outlive all instances
     tvr_class* next_dying = nullptr;
+    bool queued = false;  // with the dying
     bool destructors_ran = false;
     uint8_t slot = tvr_not_pooled;
 

@@ -2,7 +2,8 @@
 
 #include <atomic>
 #include <map>
-#include <nlohmann/json.hpp>
+
+#include "runtime/object/docs_record.h"
 
 // Inline, so that the process has one count.
 inline uint32_t tvr_next_metadata_id() {
@@ -10,30 +11,24 @@ inline uint32_t tvr_next_metadata_id() {
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-namespace {
-
-using record = nlohmann::ordered_json;
-
-record record_of(const tvr_function_def& function) {
-    record docs;
+tvr_docs_record tvr_docs_of(const tvr_function_def& function) {
+    tvr_docs_record docs;
     docs["description"] = function.docs.description;
     docs["params"] = function.docs.params;
     docs["min_params"] = function.min_params;
     docs["max_params"] = function.max_params;
     docs["returns_class"] = function.docs.returns_class;
     docs["examples"] = function.docs.examples;
-    docs["children"] = record::object();
+    docs["children"] = tvr_docs_record::object();
     for (const tvr_function_def* child : function.children) {
-        docs["children"][child->name] = record_of(*child);
+        docs["children"][child->name] = tvr_docs_of(*child);
     }
     return docs;
 }
 
-std::string text_of(const record& docs) {
-    return docs.dump(-1, ' ', false, record::error_handler_t::replace);
+std::string tvr_docs_text(const tvr_docs_record& record) {
+    return record.dump(-1, ' ', false, tvr_docs_record::error_handler_t::replace);
 }
-
-}  // namespace
 
 tvrobject_metadata::tvrobject_metadata(std::string_view class_name, tvr_type_id class_type)
     : name(class_name), type(class_type), id(tvr_next_metadata_id()) {}
@@ -94,21 +89,21 @@ int64_t tvrobject_metadata::count_members() const {
 }
 
 std::string tvrobject_metadata::get_docs() const {
-    record docs;
+    tvr_docs_record docs;
     docs["description"] = description;
-    docs["vars"] = record::object();
+    docs["vars"] = tvr_docs_record::object();
     for (const auto& member : members) docs["vars"][member->name] = member->description;
-    docs["functions"] = record::object();
+    docs["functions"] = tvr_docs_record::object();
     std::map<std::string_view, const tvr_function_def*> sorted;
     for (const auto& [known, function] : functions) sorted[known] = function.get();
     for (const auto& [known, function] : sorted) {
-        docs["functions"][std::string(known)] = record_of(*function);
+        docs["functions"][std::string(known)] = tvr_docs_of(*function);
     }
-    return text_of(docs);
+    return tvr_docs_text(docs);
 }
 
 std::string tvrobject_metadata::find_docs(std::string_view path) const {
     if (path.empty()) return get_docs();
     const tvr_function_def* function = find_function(path);
-    return function != nullptr ? text_of(record_of(*function)) : "null";
+    return function != nullptr ? tvr_docs_text(tvr_docs_of(*function)) : "null";
 }

@@ -6,6 +6,7 @@
 // is shared between threads. Script thread.
 
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,11 +25,15 @@ public:
     // The child of this name, made when it is missing.
     tvr_namespace& child(std::string_view child_name);
 
-    // Null for an unknown name or path; a path's parts are separated by dots.
+    // The same for a path; its parts are separated by dots.
+    tvr_namespace& child_path(std::string_view path);
+
+    // Null for an unknown name or path.
     tvr_namespace* find_child(std::string_view child_name) const;
     tvr_namespace* find_path(std::string_view path);
     tvr_function_def* find_function(std::string_view function) const;
     tvrvar* find_variable(std::string_view variable) const;
+    const tvrobject_metadata* find_class(std::string_view class_name) const;
 
     tvr_function_def& add_function(std::string_view function, tvr_native_function callback,
                                    uint32_t min_params, uint32_t max_params,
@@ -41,6 +46,7 @@ public:
     template <typename T>
     tvr_function_def& add_class(std::string_view class_name, uint32_t min_params,
                                 uint32_t max_params, tvr_function_docs docs = {}) {
+        classes[std::string(class_name)] = &T::metadata_of_class();
         return add_function(
             class_name,
             [](tvrobject_base*, tvr_vm_context& frame, tvr_native_args& args) {
@@ -53,15 +59,38 @@ public:
             min_params, max_params, std::move(docs));
     }
 
+    // The same for a class whose values are no plain objects: `callback` makes them.
+    tvr_function_def& add_constructor(std::string_view class_name,
+                                      const tvrobject_metadata& native,
+                                      tvr_native_function callback, uint32_t min_params,
+                                      uint32_t max_params, tvr_function_docs docs = {}) {
+        classes[std::string(class_name)] = &native;
+        return add_function(class_name, std::move(callback), min_params, max_params,
+                            std::move(docs));
+    }
+
     // The documentation record under a path, empty for an unknown one; the top level for an empty
-    // path. As JSON text.
+    // path. As JSON text, with the keys that docs_record.h's functions write, and "vars",
+    // "functions" and "children" of a namespace.
     std::string find_docs(std::string_view path);
+
+    // Lets go of every variable's value here and below; when the interpreter ends.
+    void release_variables();
+
+    // Names in this namespace, sorted, of all kinds: for completion and for people.
+    std::vector<std::string> names() const;
 
     const std::string name;
     std::string description;
 
 private:
+    nlohmann::ordered_json docs() const;
+    nlohmann::ordered_json docs_of_class(std::string_view class_name,
+                                         const tvrobject_metadata& native) const;
+
     tvr_by_name<std::unique_ptr<tvr_namespace>> children;
     tvr_by_name<std::unique_ptr<tvr_function_def>> functions;
+    std::vector<std::unique_ptr<tvr_function_def>> replaced;  // by others of the same name
+    tvr_by_name<const tvrobject_metadata*> classes;           // made by a function of their name
     tvr_by_name<tvrvar_shared> variables;
 };

@@ -7,6 +7,7 @@
 // by the very calls that walk it. Script thread, no script running.
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 class tvrobject_update_pre;
@@ -14,12 +15,19 @@ class tvrobject_update_post;
 
 // The objects of one interpreter that have hooks, in order of registration.
 struct tvr_update_lists {
+    tvr_update_lists() = default;
+    ~tvr_update_lists();  // objects that live on are in no list any more
+    tvr_update_lists(const tvr_update_lists&) = delete;
+    tvr_update_lists& operator=(const tvr_update_lists&) = delete;
+
     void call_pre();
     void call_post();
     size_t live() const;  // objects that have a hook; a run goes on while there are any
 
     std::vector<tvrobject_update_pre*> pre;  // null where an object has gone during a walk
     std::vector<tvrobject_update_post*> post;
+    uint32_t pre_walkers = 0;  // calls of call_pre() inside of each other
+    uint32_t post_walkers = 0;
 };
 
 // Before the tasks run.
@@ -32,7 +40,9 @@ public:
     virtual void update_script_pre();  // says "update_pre: not implemented."
 
 private:
-    tvr_update_lists* linked = nullptr;
+    friend struct tvr_update_lists;
+
+    tvr_update_lists* linked;
 };
 
 // After the tasks have run.
@@ -45,5 +55,7 @@ public:
     virtual void update_script_post();  // says "update_post: not implemented."
 
 private:
-    tvr_update_lists* linked = nullptr;
+    friend struct tvr_update_lists;
+
+    tvr_update_lists* linked;
 };

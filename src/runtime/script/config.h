@@ -23,5 +23,11 @@ struct tvrscript_config_default {
     bool strict_errors = false;  // strict warnings are errors
     bool restricted_mode = false;
     std::vector<std::string>
-        allowed_namespaces;  // in restricted mode; a name allows what is below it
+        allowed_namespaces;         // in restricted mode; a name allows what is below it
+    std::vector<std::string> args;  // what std.args() gives
+
+    // Folders for scripts, includes and packages, the first one searched first. With the machine's
+    // files, those in $TAVRO_PATH and the installed packages come behind them. While a program is
+    // compiled, its own folder comes before all.
+    std::vector<std::string> search_paths;
 };

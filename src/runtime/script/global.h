@@ -17,12 +17,19 @@
 class tvr_namespace;
 class tvrscript;
 
-// A registration: a namespace's name and what fills it. Static in a module, for ever.
+// A registration: a namespace's path and what fills it. Made static in a module, it registers
+// itself when the library is loaded, and stays for ever:
+//
+//     const tvr_function_module club_module("club", [](tvr_namespace& n) { ... });
 class tvr_function_module {
 public:
     using fill_function = void (*)(tvr_namespace&);
 
     tvr_function_module(std::string_view module_name, fill_function fills);
+    // For the engine's own, which are added by hand while the process-wide instance is made.
+    struct unregistered {};
+    tvr_function_module(std::string_view module_name, fill_function fills, unregistered)
+        : name(module_name), fill(fills) {}
     tvr_function_module(const tvr_function_module&) = delete;
     tvr_function_module& operator=(const tvr_function_module&) = delete;
 
@@ -54,13 +61,22 @@ public:
     void init_all_modules(tvrscript& script) TVR_EXCLUDES(mutex);
 
     // Finds a package in the search paths, loads its library and takes its namespaces into the
-    // interpreter. False, with the reason in the log. May block on the disk.
+    // interpreter; see module_loader.h. False, with the reason in the log. May block on the disk.
     bool import_external_module(tvrscript& script, const std::string& name);
 
 private:
+    std::vector<const tvr_function_module*> known_modules() const TVR_EXCLUDES(mutex);
+
     mutable tvr_mutex mutex;
     std::vector<const tvr_function_module*> modules TVR_GUARDED_BY(mutex);
 };
+
+// Adds the namespaces of the standard library; stdobj/. Called when the instance is made.
+void tvr_register_core_namespaces(tvr_global_instance& instance);
+
+// What a native module's library exports, with C linkage and under these names.
+using tavroglue_check_function = const tvr_module_record* (*)();
+using tavroglue_entry_function = tvr_global_instance* (*)();
 
 inline tvr_global_instance& tvr_global() {
     static tvr_forever<tvr_global_instance> held;

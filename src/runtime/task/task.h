@@ -2,15 +2,23 @@
 
 // One running piece of script: a stack of frames and a state.
 //
+// This folder:
+//
+//   task.h         a task: its turns, suspension, end
+//   task_list.h    all tasks of an interpreter: who waits for what
+//   thread_pool.h  the workers
+//
 // Tasks are cooperative. They run on the interpreter's thread in tvrscript::update(), or on a
-// worker under the global lock, and give way where they suspend. A task whose parent is gone does
-// not go on. The root task of a program holds its globals: it lives until its interpreter ends, so
-// that functions stay callable behind the script's last line.
+// worker under the global lock, and give way where they suspend. A task keeps itself alive from
+// when it is scheduled or suspended for the first time until it has ended, so nobody need hold it.
+// A task whose parent is gone does not go on. The root task of a program holds its globals: it
+// lives until its interpreter ends, so that functions stay callable behind the script's last line.
 //
 // Script thread, but for task_resume_from_thread().
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +29,7 @@
 #include "runtime/value/value.h"
 #include "runtime/vm/context.h"
 
+class tvr_program_block_root;
 class tvrscript;
 
 enum class tvr_task_state : uint8_t {
@@ -34,9 +43,16 @@ enum class tvr_task_state : uint8_t {
 class tvr_task : public tvrptr_base_internal {
 public:
     // A root task for a program's main body (parent null), or a task for a function; its frame is
-    // pushed by tvr_push_root() or tvr_push_call().
+    // pushed by tvr_push_root() or start().
     tvr_task(tvrscript& owner, tvr_task* parent);
     ~tvr_task() override;
+
+    // A task for a function of a script, a child of the running task. Null after the runtime error
+    // "invalid function for routine".
+    static tvrptr_strong<tvr_task> create(tvrvar& function);
+    // Gives it the arguments and a frame; whoever started it schedules it. False after a runtime
+    // error.
+    bool start(std::span<tvrvar_shared> args);
 
     // Runs until the top frame suspends or the task ends. True when it has ended.
     bool task_continue();
@@ -51,12 +67,23 @@ public:
     void task_resume_from_thread(bool ok, tvrptr_strong<tvrobject_base> object,
                                  tvrvar_shared result);
     void task_terminate();  // ends it at its next turn, past every catch
+    void end_now();         // the same at once, unless it has its turn or a worker has it
 
-    void release_global_scope();  // of a root task; when the interpreter ends
+    // Of a root task, when the interpreter ends: empties the globals one after the other, each with
+    // the destructors of what hung on it; then the frame goes too.
+    void release_global_values();
+    void release_global_scope();
+
+    // For the thread pool: it waits in the queue, kept alive.
+    void queue_for_worker();
+
+    // For call(): the whole run of a task inside of another's instruction.
+    tvr_vm_code run_in_place();
 
     bool ended() const {
         return state == tvr_task_state::finished || state == tvr_task_state::failed;
     }
+    bool kept() const { return bool(kept_alive); }  // it waits or runs, or holds globals
     bool is_root() const { return !has_parent; }
     tvr_task& root();  // the task whose globals this one sees
 
@@ -67,13 +94,16 @@ public:
     // failed; then the caller's task has the same error. `result` is none where there is none.
     static bool call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_shared& result);
 
-    tvrscript& script;
+    tvrscript& script;  // outlives the task as long as the task is listed
+    tvrptr_strong<tvrptr_base_internal> program;  // the root block of what it runs; the machine\'s
     tvrptr_weak<tvr_task> parent;
     bool has_parent = false;
     std::string name;
     tvr_task_state state = tvr_task_state::waiting;
-    bool active = true;  // false once it was terminated
-    bool threaded = false;
+    bool active = true;      // false once it was terminated
+    bool threaded = false;   // its turns are the workers'
+    bool on_worker = false;  // waits in the workers' queue
+    bool in_turn = false;    // task_continue() is running
     bool scheduled = false;
     int64_t wake_ms = 0;  // of tvr_millis()
     double started = 0;   // s, steady clock; 0 before the first turn
@@ -87,9 +117,29 @@ public:
     tvrvar_shared result;                  // of the task, once it has finished
     tvrvar_shared resume_value;            // of the call that suspended it; null for none
     std::string error;                     // the message on its way to a catch, or that ended it
+    bool error_pending = false;            // with tvr_signal_error: this task's instruction failed
+    bool error_caught = false;             // and a catch or a noexcept function waits for it
+    bool suspending = false;               // with tvr_signal_suspend
     bool resume_failed = false;            // the suspended call fails with resume_value's text
     bool in_destructor = false;            // may not suspend
     bool in_place = false;                 // a native function waits for it; may not suspend
+    tvrvar_shared function;                // of a task for a function
+    tvrptr_strong<tvr_program_block_root> program;  // of a root task
+
+private:
+    friend class tvr_task_list;
+
+    void keep();
+    void finish(tvr_task_state end);
+    void tell_finished();
+    tvr_vm_code turn();
+
+    tvrptr_strong<tvr_task> kept_alive;  // itself, from its first wait to its end
+    bool resumed_early = false;          // in this turn, before it suspended
+    bool listed = false;
+    uint64_t order = 0;  // among tasks of the same wake-up time
+    tvr_task* older = nullptr;
+    tvr_task* newer = nullptr;
 };
 
 // Makes a task current on this thread for a scope, and gives the thread its name.
@@ -105,6 +155,7 @@ private:
     tvr_vm_context* outer_context;
     tvrptr_control_block* outer_root;
     std::string outer_name;
+    bool renamed;  // a task without a name leaves the thread's
 };
 
 // Monotonic milliseconds.

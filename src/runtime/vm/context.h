@@ -58,9 +58,12 @@ public:
     tvrvar** cells = nullptr;
     tvrptr_strong<tvr_class> self;    // `this`
     tvrptr_strong<tvr_class> making;  // an instance whose constructor is about to run
+    uint32_t num_args = 0;            // that were given
     uint64_t args_given = 0;          // a bit for each of the first 64 parameters
     uint32_t depth = 0;               // frames and blocks below and here, along the whole chain
-    uint16_t result_cell = 0;         // in the caller
+    int16_t result_cell = 0;          // register of the caller
+    int16_t resume_cell = 0;          // register that takes the result of a suspended call
+    bool resuming = false;
     tvr_result_mode result_mode = tvr_result_mode::keep;
     uint8_t slot = tvr_not_pooled;
 };

@@ -4,7 +4,10 @@
 //
 // Emptied by the interpreter before its pools are looked at for what is left. Script thread.
 
-#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "runtime/object/function_def.h"
 
 class tvr_machine_code;
 
@@ -22,6 +25,12 @@ public:
     void add(tvr_machine_code& code);
     void remove(tvr_machine_code& code);
 
+    // An empty argument vector for a native call, and back. Used again, so that a call allocates
+    // nothing.
+    tvr_native_args* take_args();
+    void give_args(tvr_native_args* args);
+
 private:
     tvr_machine_code* first = nullptr;
+    std::vector<std::unique_ptr<tvr_native_args>> free_args;
 };

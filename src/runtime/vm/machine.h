@@ -36,14 +36,26 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
 // Pushes the frame of a program's main body, whose variables become the globals of the task.
 void tvr_push_root(tvr_task& task, tvr_program_block_routine& root);
 
+// Whether an error raised now by the task's running frame would be caught: by a try of its own, or,
+// if a native function waits for the task, by one of the task that called that.
+bool tvr_catches_error(const tvr_task& task);
+
 // Runs the top frame of a task until the task suspends (vm_suspended), has no frame left
 // (vm_block_end; the result is in task.result) or an error was not caught (vm_error; reported,
 // frames released). The caller has entered a tvr_task_scope.
 tvr_vm_code tvr_run(tvr_task& task);
 
-// Releases all frames of a task, the root's too unless `keep_globals`. Runs no script, but may put
-// instances into the queue of the dying.
-void tvr_drop_frames(tvr_task& task, bool keep_globals);
+// Releases all frames of a task but the one of its globals. Runs no script, but may put instances
+// into the queue of the dying, like the next two.
+void tvr_drop_frames(tvr_task& task);
+
+// At the interpreter's end, in two steps: a root task's globals become none, so that destructors
+// that run now see none; then their frame goes, when no script will run any more.
+void tvr_clear_globals(tvr_task& task);
+void tvr_free_globals(tvr_task& task);
+
+// Gives an error that ended `from` on to the task that waits for it, without a second report.
+void tvr_pass_error(const tvr_task& from, tvr_task& to);
 
 // Runs the destructors of all dying instances, and of those that die meanwhile. Errors in them are
 // reported and go no further. Does nothing inside of a destructor.

@@ -1,0 +1,74 @@
+#pragma once
+
+// The cells of a frame, as the machine handles them.
+//
+// A cell that a frame owns has one owner most of the time; then it is written in place. Where
+// somebody else holds it too (a reference, a container that took the handle of an argument), a
+// temporary gets another cell instead, while a variable keeps its own: that is what the reference
+// looks at. Script thread.
+
+#include <cstring>
+
+#include "runtime/vm/machine_code.h"
+
+// One owner, and a type that is written over without being released: count 1, type below 4, in the
+// first eight bytes of the record.
+inline bool tvr_is_free_to_write(const tvrvar* cell) {
+    constexpr uint64_t mask = 0x00FC'0000'FFFF'FFFF, wanted = 1;
+    uint64_t head;
+    std::memcpy(&head, cell, sizeof head);
+    return (head & mask) == wanted;
+}
+
+inline tvrvar* tvr_new_cell() {
+    tvrvar* cell = tvrvar_new();
+    cell->refcount = 1;
+    return cell;
+}
+
+inline void tvr_release_cell(tvrvar* cell) {
+    if (--cell->refcount < 1) tvrvar_free(cell);
+}
+
+// What is left when a variable's or a temporary's time is over: none, in a cell of its own.
+[[gnu::noinline]] void tvr_reset_cell_slow(tvrvar*& cell);
+
+inline void tvr_reset_cell(tvrvar*& cell) {
+    if (!tvr_is_free_to_write(cell)) [[unlikely]]
+        return tvr_reset_cell_slow(cell);
+    cell->type = tvrvar_type_none;
+    cell->flags = 0;
+}
+
+// Ends a temporary that was read.
+inline void tvr_drop(tvr_vm_context& frame, int reg) {
+    if (frame.machine->is_temporary(reg) && !tvr_is_free_to_write(frame.cells[reg])) {
+        tvr_reset_cell_slow(frame.cells[reg]);
+    }
+}
+
+// Where the result of an operation is made, for the length of a scope: the register's own cell
+// where that is allowed, else another one, which takes its place or is assigned to it at the end.
+class tvr_result_cell {
+public:
+    tvr_result_cell(tvr_vm_context& of, int reg);
+    ~tvr_result_cell();
+    tvr_result_cell(const tvr_result_cell&) = delete;
+    tvr_result_cell& operator=(const tvr_result_cell&) = delete;
+
+    tvrvar& operator*() const { return *into; }
+    tvrvar* operator->() const { return into; }
+
+private:
+    tvrvar** place;
+    bool temporary;
+    bool own;  // `into` is the register's own cell
+    tvrvar* into;
+};
+
+// Puts a value into a register: assigns it to a variable, makes it the value of a temporary.
+// Numbers are copied; what has its value elsewhere is shared or held by its handle.
+void tvr_put(tvr_vm_context& frame, int reg, tvrvar& value);
+
+// The same for a value that nobody else will look at: its cell may be taken.
+void tvr_put_owned(tvr_vm_context& frame, int reg, tvrvar_shared value);

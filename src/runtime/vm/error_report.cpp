@@ -1,0 +1,105 @@
+#include "runtime/vm/error_report.h"
+
+#include "frontend/program/program_block.h"
+#include "frontend/source/source_excerpt.h"
+#include "runtime/local/signals.h"
+#include "runtime/local/thread_local.h"
+#include "runtime/log/log.h"
+#include "runtime/script/script.h"
+#include "runtime/task/task.h"
+#include "runtime/vm/machine.h"
+#include "runtime/vm/machine_code.h"
+
+namespace {
+
+constexpr size_t most_frames = 30;    // that a report lists all of
+constexpr size_t listed_frames = 10;  // of more than those
+constexpr std::string_view rule = "------------------------------------------------------------\n";
+
+const tvr_src_token* token_of(const tvr_vm_context& frame, bool is_top) {
+    const tvr_machine_code& machine = *frame.machine;
+    const auto next = uint32_t(frame.next - machine.code.data());
+    return machine.token_at(is_top || next == 0 ? next : next - 1);
+}
+
+std::string frame_name(const tvr_vm_context& frame) {
+    const tvr_program_block_routine& routine = *frame.machine->routine;
+    if (routine.kind == tvr_block_kind::root) return "main";
+    const std::string name = routine.name.empty() ? "lambda" : routine.name;
+    if (!frame.self) return name;
+    if (name == "__deinit__") {
+        return tvr_join("__deinit__ of class '", frame.self->class_name(), "'");
+    }
+    return tvr_join(frame.self->class_name(), ".", name);
+}
+
+void add_frame(std::string& out, const tvr_vm_context& frame, bool is_top) {
+    const tvr_src_token* token = token_of(frame, is_top);
+    const uint32_t line = token != nullptr ? tvr_place_of_use(*token).line : 0;
+    out += tvr_join(" --> Line ", line, " |-- ", frame_name(frame), "\n");
+}
+
+// From the running frame down, and on through the tasks that wait for it.
+std::vector<const tvr_vm_context*> call_stack(const tvr_task& task) {
+    std::vector<const tvr_vm_context*> frames;
+    tvrptr_strong<tvr_task> waits;
+    for (const tvr_task* at = &task; at != nullptr; at = waits.get()) {
+        for (const tvr_vm_context* f = at->top; f != nullptr; f = f->caller) frames.push_back(f);
+        waits = at->in_place ? at->parent.lock() : tvrptr_strong<tvr_task>();
+    }
+    return frames;
+}
+
+void say(bool is_error, const std::string& text) {
+    if (is_error) {
+        tvr_log().err(text);
+    } else {
+        tvr_log().warn(text);
+    }
+}
+
+void report(bool is_error, std::string_view heading, const std::string& message) {
+    const tvr_task* task = tvr_local().task;
+    if (task == nullptr || task->top == nullptr) return say(is_error, message);
+    say(is_error, tvr_runtime_report(heading, message, *task));
+}
+
+}  // namespace
+
+std::string tvr_runtime_report(std::string_view heading, std::string_view message,
+                               const tvr_task& task) {
+    const std::vector<const tvr_vm_context*> frames = call_stack(task);
+    std::string out = tvr_join(rule, heading, "\n", rule);
+    if (!frames.empty()) {
+        const tvr_src_token* token = token_of(*frames.front(), true);
+        if (token != nullptr && token->view() != nullptr) out += tvr_source_excerpt(*token);
+    }
+    out += tvr_join(message, "\n");
+    const size_t shown = frames.size() > most_frames ? listed_frames : frames.size();
+    for (size_t i = 0; i < shown; ++i) add_frame(out, *frames[i], i == 0);
+    if (shown < frames.size()) {
+        out += tvr_join("... ", frames.size() - shown, " more frames ...\n");
+    }
+    out += rule;
+    out.pop_back();
+    return out;
+}
+
+void tvr_vm_errors::on_runtime_error(const std::string& message) {
+    tvr_task* task = tvr_local().task;
+    if (task == nullptr || task->top == nullptr) return tvr_log().err(message);
+    if (task->error_pending) return;  // the first error of an instruction is the one
+    task->error = message;
+    task->error_pending = true;
+    task->error_caught = tvr_catches_error(*task);
+    task->script.signals.raise(tvr_signal_error);
+    if (task->error_caught) {
+        tvr_log().verbose("Caught runtime error: ", message);
+    } else {
+        report(true, "Runtime Error", message);
+    }
+}
+
+void tvr_vm_errors::on_runtime_warning(const std::string& message) {
+    report(false, "Runtime Warning", message);
+}

@@ -1,0 +1,514 @@
+// The loop. Each handler does the common case in a few instructions and leaves everything else to
+// a step (steps.h).
+
+#include "runtime/vm/machine.h"
+
+#include "runtime/local/signals.h"
+#include "runtime/object/class_instance.h"
+#include "runtime/payload/std_json.h"
+#include "runtime/script/script.h"
+#include "runtime/task/task.h"
+#include "runtime/value/arithmetic.h"
+#include "runtime/vm/attention.h"
+#include "runtime/vm/cells.h"
+#include "runtime/vm/push.h"
+#include "runtime/vm/steps.h"
+
+namespace {
+
+using op_code = tvr_machine_opcode;
+
+bool both_int(const tvrvar* a, const tvrvar* b) {
+    return a->type == tvrvar_type_int && b->type == tvrvar_type_int;
+}
+bool both_float(const tvrvar* a, const tvrvar* b) {
+    return a->type == tvrvar_type_float && b->type == tvrvar_type_float;
+}
+bool is_int_or_float(const tvrvar* a) {
+    return a->type == tvrvar_type_int || a->type == tvrvar_type_float;
+}
+double as_double(const tvrvar* a) {
+    return a->type == tvrvar_type_int ? double(a->integer) : a->real;
+}
+void write_int(tvrvar* into, int64_t value) {
+    into->type = tvrvar_type_int;
+    into->integer = value;
+}
+void write_float(tvrvar* into, double value) {
+    into->type = tvrvar_type_float;
+    into->real = value;
+}
+
+// A number's value into a cell that is free to write; false for anything else.
+bool copy_number(tvrvar* into, const tvrvar* from) {
+    if (!is_int_or_float(from) || !tvr_is_free_to_write(into)) return false;
+    into->type = from->type;
+    into->integer = from->integer;
+    return true;
+}
+
+// The cell of a json's element by int; null where that takes more thought.
+tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
+    if (container->type != tvrvar_type_json || index->type != tvrvar_type_int) return nullptr;
+    auto& entries = static_cast<tvr_std_json*>(container->block->object)->entries;
+    if (uint64_t(index->integer) >= entries.size()) return nullptr;
+    return entries[size_t(index->integer)].value.get();
+}
+
+// The member's cell where the site knows the class.
+tvrvar* known_member(const tvr_member_site& site, const tvr_class* instance) {
+    if (instance == nullptr ||
+        site.known_class.control_block() != instance->definition.control_block()) {
+        return nullptr;
+    }
+    return instance->members[site.known_slot].get();
+}
+
+tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
+    if (value->type != tvrvar_type_class) return nullptr;
+    return known_member(site, static_cast<const tvr_class*>(value->block->object));
+}
+
+}  // namespace
+
+// NOLINTBEGIN(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,readability-function-size)
+
+#define REG(field) row[op->field]
+#define NEXT() goto* labels[size_t(op->code)]
+#define STEP_ON(words) \
+    do {               \
+        op += (words); \
+        NEXT();        \
+    } while (0)
+// Behind a step: something may have been raised, another frame may be on top.
+#define AFTER_STEP(words)                                                       \
+    do {                                                                        \
+        if (signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] { \
+            following = op + (words);                                           \
+            goto attention;                                                     \
+        }                                                                       \
+        if (task.top != frame) goto enter_top;                                  \
+        STEP_ON(words);                                                         \
+    } while (0)
+#define DO_STEP(function)                     \
+    do {                                      \
+        frame->next = op;                     \
+        function(tvr_step{task, *frame, op}); \
+        AFTER_STEP(1);                        \
+    } while (0)
+
+#define ARITHMETIC(name, int_rule, float_rule)                           \
+    at_##name : {                                                        \
+        const tvrvar *x = REG(b), *y = REG(c);                           \
+        tvrvar* into = REG(a);                                           \
+        if (tvr_is_free_to_write(into)) [[likely]] {                     \
+            if (both_int(x, y)) {                                        \
+                write_int(into, int_rule(x->integer, y->integer));       \
+                STEP_ON(1);                                              \
+            }                                                            \
+            if (both_float(x, y)) {                                      \
+                write_float(into, x->real float_rule y->real);           \
+                STEP_ON(1);                                              \
+            }                                                            \
+            if (is_int_or_float(x) && is_int_or_float(y)) {              \
+                write_float(into, as_double(x) float_rule as_double(y)); \
+                STEP_ON(1);                                              \
+            }                                                            \
+        }                                                                \
+        DO_STEP(tvr_step_arithmetic);                                    \
+    }
+
+#define BITWISE(name, rule)                                 \
+    at_##name : {                                           \
+        const tvrvar *x = REG(b), *y = REG(c);              \
+        tvrvar* into = REG(a);                              \
+        if (both_int(x, y) && tvr_is_free_to_write(into)) { \
+            write_int(into, x->integer rule y->integer);    \
+            STEP_ON(1);                                     \
+        }                                                   \
+        DO_STEP(tvr_step_arithmetic);                       \
+    }
+
+#define COMPARE(name, rule)                                                \
+    at_##name : {                                                          \
+        const tvrvar *x = REG(b), *y = REG(c);                             \
+        tvrvar* into = REG(a);                                             \
+        if (tvr_is_free_to_write(into)) {                                  \
+            if (both_int(x, y)) {                                          \
+                write_int(into, (x->integer rule y->integer) ? 1 : 0);     \
+                STEP_ON(1);                                                \
+            }                                                              \
+            if (is_int_or_float(x) && is_int_or_float(y)) {                \
+                write_int(into, (as_double(x) rule as_double(y)) ? 1 : 0); \
+                STEP_ON(1);                                                \
+            }                                                              \
+        }                                                                  \
+        DO_STEP(tvr_step_compare);                                         \
+    }
+
+#define COMPARE_JUMP(name, rule, wanted)                       \
+    at_##name##_##wanted : {                                   \
+        const tvrvar *x = REG(a), *y = REG(b);                 \
+        bool truth;                                            \
+        if (both_int(x, y)) [[likely]] {                       \
+            truth = x->integer rule y->integer;                \
+        } else if (is_int_or_float(x) && is_int_or_float(y)) { \
+            truth = as_double(x) rule as_double(y);            \
+        } else {                                               \
+            comparison = op_code::op_##name;                   \
+            jumps_if = wanted;                                 \
+            goto compare_slowly;                               \
+        }                                                      \
+        if (truth == wanted) {                                 \
+            op += 1 + op[1].offset();                          \
+            NEXT();                                            \
+        }                                                      \
+        STEP_ON(tvr_compare_jump_words);                       \
+    }
+
+tvr_vm_code tvr_run_frames(tvr_task& task) {
+    static const void* const labels[] = {
+#define TVR_MACHINE_LABEL(name) &&at_##name,
+        TVR_MACHINE_OPS(TVR_MACHINE_LABEL)
+#undef TVR_MACHINE_LABEL
+    };
+    tvr_vm_signals& signals = task.script.signals;
+    tvr_thread_local& local = tvr_local();
+    tvr_vm_context* frame = nullptr;
+    tvrvar** row = nullptr;
+    const tvr_machine_op* op = nullptr;
+    const tvr_machine_op* following = nullptr;  // where it goes on behind `attention`
+    op_code comparison = op_code::op_equal;
+    bool jumps_if = false;
+
+enter_top:
+    frame = task.top;
+    if (frame == nullptr) return vm_block_end;
+    local.context = frame;
+    row = frame->cells;
+    op = frame->next;
+    if (signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+        following = op;
+        goto attention;
+    }
+    NEXT();
+
+attention:
+    // An error belongs to the operation that frame->next still is; everything else comes behind it.
+    if (!task.error_pending && task.top == frame) frame->next = following;
+    {
+        // A function is about to begin, or a turn of a loop.
+        const bool between = task.top != frame || op->code == op_code::op_loop;
+        const tvr_vm_code code = tvr_attend(task, between);
+        if (code != vm_running) return code;
+    }
+    frame = task.top;
+    if (frame == nullptr) return vm_block_end;
+    local.context = frame;
+    row = frame->cells;
+    op = frame->next;
+    NEXT();
+
+    ARITHMETIC(add, tvr_wrap_add, +)
+    ARITHMETIC(sub, tvr_wrap_sub, -)
+    ARITHMETIC(mult, tvr_wrap_mul, *)
+
+at_div : {
+    const tvrvar *x = REG(b), *y = REG(c);
+    tvrvar* into = REG(a);
+    if (tvr_is_free_to_write(into)) {
+        if (both_int(x, y)) {
+            if (y->integer != 0) {
+                write_int(into, tvr_wrap_div(x->integer, y->integer));
+                STEP_ON(1);
+            }
+        } else if (is_int_or_float(x) && is_int_or_float(y) && as_double(y) != 0.0) {
+            write_float(into, as_double(x) / as_double(y));
+            STEP_ON(1);
+        }
+    }
+    DO_STEP(tvr_step_arithmetic);
+}
+
+at_mod : {
+    const tvrvar *x = REG(b), *y = REG(c);
+    tvrvar* into = REG(a);
+    if (both_int(x, y) && y->integer != 0 && tvr_is_free_to_write(into)) {
+        write_int(into, tvr_wrap_mod(x->integer, y->integer));
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_arithmetic);
+}
+
+    BITWISE(band, &)
+    BITWISE(bor, |)
+    BITWISE(bxor, ^)
+
+    COMPARE(equal, ==)
+    COMPARE(not_equal, !=)
+    COMPARE(less, <)
+    COMPARE(less_equal, <=)
+    COMPARE(more, >)
+    COMPARE(more_equal, >=)
+
+    COMPARE_JUMP(equal, ==, true)
+    COMPARE_JUMP(not_equal, !=, true)
+    COMPARE_JUMP(less, <, true)
+    COMPARE_JUMP(less_equal, <=, true)
+    COMPARE_JUMP(more, >, true)
+    COMPARE_JUMP(more_equal, >=, true)
+    COMPARE_JUMP(equal, ==, false)
+    COMPARE_JUMP(not_equal, !=, false)
+    COMPARE_JUMP(less, <, false)
+    COMPARE_JUMP(less_equal, <=, false)
+    COMPARE_JUMP(more, >, false)
+    COMPARE_JUMP(more_equal, >=, false)
+
+compare_slowly : {
+    frame->next = op;
+    const tvr_truth truth = tvr_step_compare_jump({task, *frame, op}, comparison);
+    if (truth == tvr_truth::pushed) AFTER_STEP(0);
+    const bool jumps = (truth == tvr_truth::yes) == jumps_if;
+    const int words = jumps ? 1 + op[1].offset() : tvr_compare_jump_words;
+    AFTER_STEP(words);
+}
+
+at_minus : {
+    const tvrvar* from = REG(b);
+    tvrvar* into = REG(a);
+    if (is_int_or_float(from) && tvr_is_free_to_write(into)) {
+        if (from->type == tvrvar_type_int) {
+            write_int(into, tvr_wrap_neg(from->integer));
+        } else {
+            write_float(into, -from->real);
+        }
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_minus);
+}
+
+at_negate:
+    DO_STEP(tvr_step_negate);
+at_truth:
+    DO_STEP(tvr_step_negate);
+at_bnot:
+    DO_STEP(tvr_step_bnot);
+
+at_increment : {
+    tvrvar* cell = REG(a);
+    if (cell->type == tvrvar_type_int) {
+        cell->integer = tvr_wrap_add(cell->integer, 1);
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_increment);
+}
+at_decrement : {
+    tvrvar* cell = REG(a);
+    if (cell->type == tvrvar_type_int) {
+        cell->integer = tvr_wrap_sub(cell->integer, 1);
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_increment);
+}
+at_increment_old:
+    DO_STEP(tvr_step_increment);
+at_decrement_old:
+    DO_STEP(tvr_step_increment);
+
+at_move : {
+    tvrvar* into = REG(a);
+    const tvrvar* from = REG(b);
+    if (is_int_or_float(from) && into->is_primitive()) {
+        into->type = from->type;
+        into->integer = from->integer;
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_move);
+}
+at_load:
+    if (copy_number(REG(a), REG(b))) STEP_ON(1);
+    DO_STEP(tvr_step_load);
+at_none:
+    tvr_put_owned(*frame, op->a, tvrvar_shared::make());
+    AFTER_STEP(1);
+at_reference:
+    DO_STEP(tvr_step_reference);
+at_bind:
+    DO_STEP(tvr_step_reference);
+at_new_json:
+    DO_STEP(tvr_step_new_json);
+at_append:
+    DO_STEP(tvr_step_append);
+at_append_reference:
+    DO_STEP(tvr_step_append);
+at_bind_object:
+    REG(a)->flags |= tvrvar::flag_bound_object;
+    STEP_ON(1);
+
+at_clear:
+    for (int reg = op->a; reg < op->b; ++reg) tvr_reset_cell(row[reg]);
+    frame->next = op;
+    AFTER_STEP(1);
+at_drop:
+    tvr_drop(*frame, op->a);
+    frame->next = op;
+    AFTER_STEP(1);
+
+at_jump:
+    op += op->offset();
+    NEXT();
+at_loop:
+    frame->next = op;
+    AFTER_STEP(op->offset());
+
+at_jump_false:
+    if (REG(a)->type == tvrvar_type_int ? REG(a)->integer == 0 : REG(a)->compare_zero()) {
+        op += op->offset();
+        NEXT();
+    }
+    STEP_ON(1);
+at_jump_true:
+    if (REG(a)->type == tvrvar_type_int ? REG(a)->integer != 0 : !REG(a)->compare_zero()) {
+        op += op->offset();
+        NEXT();
+    }
+    STEP_ON(1);
+at_jump_some:
+    if (!REG(a)->is_none_like()) {
+        op += op->offset();
+        NEXT();
+    }
+    STEP_ON(1);
+at_test_false : {
+    const tvrvar* tested = REG(a);
+    if (tested->type == tvrvar_type_int) {
+        STEP_ON(tested->integer == 0 ? op->offset() : 1);
+    }
+    frame->next = op;
+    AFTER_STEP(tvr_step_test({task, *frame, op}) ? 1 : op->offset());
+}
+at_test_true : {
+    const tvrvar* tested = REG(a);
+    if (tested->type == tvrvar_type_int) {
+        STEP_ON(tested->integer != 0 ? op->offset() : 1);
+    }
+    frame->next = op;
+    AFTER_STEP(tvr_step_test({task, *frame, op}) ? op->offset() : 1);
+}
+at_jump_given : {
+    const auto param = uint32_t(op->a);
+    const bool given = param < 64 ? (frame->args_given >> param & 1) != 0 : param < frame->num_args;
+    STEP_ON(given ? op->offset() : 1);
+}
+
+at_self : {
+    tvrvar_shared value = tvrvar_shared::make();
+    frame->next = op;
+    if (frame->self) {
+        value->as_class(frame->self.get());
+    } else {
+        runtime_error("object not valid.");
+    }
+    tvr_put_owned(*frame, op->a, std::move(value));
+    AFTER_STEP(1);
+}
+
+at_get : {
+    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvrvar* member = known_member(site, REG(b));
+    // The object's temporary, if it is one, is left to the step.
+    if (member != nullptr && (op->b < frame->machine->num_variables || site.keep) &&
+        copy_number(REG(a), member)) {
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_get);
+}
+at_get_self : {
+    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvrvar* member = known_member(site, frame->self.get());
+    if (member != nullptr && copy_number(REG(a), member)) STEP_ON(1);
+    DO_STEP(tvr_step_get);
+}
+at_get_handle:
+    DO_STEP(tvr_step_get);
+at_get_self_handle:
+    DO_STEP(tvr_step_get);
+
+at_set : {
+    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    tvrvar* member = known_member(site, REG(a));
+    if (member != nullptr && (op->a < frame->machine->num_variables || site.keep) &&
+        copy_number(member, REG(b))) {
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_set);
+}
+at_set_self : {
+    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    tvrvar* member = known_member(site, frame->self.get());
+    if (member != nullptr && copy_number(member, REG(b))) STEP_ON(1);
+    DO_STEP(tvr_step_set);
+}
+
+at_index : {
+    const tvrvar* element = plain_element(REG(b), REG(c));
+    if (element != nullptr && op->b < frame->machine->num_variables &&
+        copy_number(REG(a), element)) {
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_index);
+}
+at_index_keep : {
+    const tvrvar* element = plain_element(REG(b), REG(c));
+    if (element != nullptr && copy_number(REG(a), element)) STEP_ON(1);
+    DO_STEP(tvr_step_index);
+}
+at_index_handle:
+    DO_STEP(tvr_step_index);
+at_set_index : {
+    tvrvar* element = plain_element(REG(a), REG(b));
+    if (element != nullptr && op->a < frame->machine->num_variables &&
+        copy_number(element, REG(c))) {
+        STEP_ON(1);
+    }
+    DO_STEP(tvr_step_set_index);
+}
+
+at_function:
+    DO_STEP(tvr_step_function);
+at_capture:
+    DO_STEP(tvr_step_capture);
+at_bind_self:
+    DO_STEP(tvr_step_capture);
+
+at_call:
+    DO_STEP(tvr_step_call);
+at_call_known:
+    DO_STEP(tvr_step_call_known);
+at_call_native:
+    DO_STEP(tvr_step_call_native);
+at_call_method:
+    DO_STEP(tvr_step_call_method);
+at_call_self:
+    DO_STEP(tvr_step_call_method);
+at_call_super:
+    DO_STEP(tvr_step_call_method);
+
+at_give:
+    frame->next = op;
+    tvr_step_give(task, *frame, op->a);
+    goto enter_top;
+at_give_none:
+    frame->next = op;
+    tvr_step_give(task, *frame, tvr_no_register);
+    goto enter_top;
+at_make_instance:
+    tvr_step_make_instance({task, *frame, op});
+    goto enter_top;
+at_invalid:
+    frame->next = op;
+    runtime_error("invalid instruction: ", int(op->a));
+    AFTER_STEP(1);
+}
+
+// NOLINTEND(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,readability-function-size)

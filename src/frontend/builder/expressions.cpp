@@ -134,23 +134,13 @@ void tvr_asm_builder::emit_operator(token op) {
 }
 
 bool tvr_asm_builder::compile_ternary(const tvr_ast_node_ternary& node) {
-    const tvr_ast_node& condition = *node.condition;
-    jumps if_false;
-    const bool simple = !is_logical(condition);
-    if (simple) {
-        if (!compile_value(condition)) return false;
-        if_false.push_back(emit_index(tvr_op_jmp_if_false, 0, condition.start));
-    } else {
-        jumps if_true;
-        if (!compile_test(condition, {&if_true, &if_false, true})) return false;
-        pop_test(if_true, condition.start);
-    }
+    const token at = node.condition->start;
+    jumps if_true, if_false;
+    if (!compile_test(*node.condition, {&if_true, &if_false, true})) return false;
+    pop_test(if_true, at);
     if (!compile_value(*node.if_true)) return false;
     const uint32_t end = emit_index(tvr_op_jmp, 0, node.if_true->start);
-    if (simple)
-        set_jumps(if_false);
-    else
-        pop_test(if_false, condition.start);
+    pop_test(if_false, at);
     if (!compile_value(*node.if_false)) return false;
     jump_here(end);
     return true;

@@ -28,19 +28,27 @@
 //                 E: pop_stack 1  F:                               both ways pop the test at once
 //   a && b        <a>  jmp_if_false E  <b>  E:                     || with jmp_if_true
 //   a ?? b        <a>  jmp_if_true E (mode 1)  <b>  E:
-//   c ? a : b     <c>  jmp_if_false E  <a>  jmp F  E: <b>  F:
+//   c ? a : b     push_stack  <c>  jmp_if_false E  pop_stack 1  <a>  jmp F
+//                 E: pop_stack 1  <b>  F:                        a and b in the slot below the test
+//   if (a && b)   push_stack  <a>  jmp_if_false E  pop_stack 1   push_stack  <b>  jmp_if_false E
+//                 pop_stack 1 ... E: pop_stack 1                 so wherever a test stands; ! swaps
 //   [1, k = 2]    return_new_json  push_stack  <1>  json_list_add
 //                 push_stack_copy  json_literal k (target)  push_stack  <2>  set_and_pop_stack
 //                 pop_stack 1
 //   f(a, b)       <f>  call_init 2  push_stack  <a>  call_setparam 0  pop_stack 1
 //                 push_stack  <b>  call_setparam 1  pop_stack 1  call
+//   f(a, d = b)   the same with the place of d; call_init counts what is given
 //   std.f(a, b)   push_ext_stack 2  push_stack  <a>  set_ext_stack 0  pop_stack 1
 //                 push_stack  <b>  set_ext_stack 1  pop_stack 1  call_ext
 //   o.m(a, b)     <o>  push_stack  <a>  push_stack  <b>  call_method m, 2
 //   return v      push_stack  <v>  end_return
 //   (a) { b }     return_function  push_stack  <b>  set_lambda 0   a capture each; set_lambda 1
 //                                                                  after them in a method
+//   a ?? b        where a is a chain of members and indices, all of it is read as optional
+//   *r = v        <r>  deref  push_stack  <v>  set_and_pop_stack
+//   managed x = v return_local_var x  bind_object_to_var  push_stack  <v>  set_and_pop_stack
 //   { block }     call_subroutine                                  leaves the stack as it was
+//   class body    call_class_top_constructor (with bases)  <statements>  call_class_create
 //
 // Every jump stays inside its block, and a slot below the top is never touched by what is compiled
 // above it. At a jump and at its target the stack has the same depth.
@@ -88,7 +96,13 @@
 //      call_class_create ends the body.
 //   json_expression_set pops index and value; the container's slot becomes the value.
 //   json_expression_peek pushes a[i] on container and index.
-//   call_method pops the arguments; the receiver's slot becomes the result.
+//   call_method pops the arguments; the receiver's slot becomes the result. Its skip is 0.
+//   inc 0, dec 0 stand also for x++ where the old value is not wanted.
+//
+// The builder does not write num_expr, json_literal_check, json_expression_check, set_lambda_ref,
+// call_class_constructor_once, call_class_set_this, call_class_return_this_var, clear_ext_stack,
+// return_local_var_flagged and what reads statics: lowering finds fast paths by itself, and takes
+// num_expr for one that gives up.
 #define TVR_INSTRUCTIONS(OP)                      \
     OP(0x01, return_local_var, 8, "i")            \
     OP(0x02, return_local_var_flagged, 8, "i")    \

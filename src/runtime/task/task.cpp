@@ -57,7 +57,8 @@ tvr_task::~tvr_task() {
     if (children > 0) tvr_log().verbose("Task ", name, " (", children, " children remaining)");
     if (!listed) return;
     if (!ended() && kept_alive) --script.tasks.alive;
-    tvr_drop_frames(*this, false);
+    tvr_drop_frames(*this);
+    tvr_free_globals(*this);
     if (tvr_task* up = parent.get()) --up->children;
     script.tasks.remove(*this);
 }
@@ -145,7 +146,7 @@ bool tvr_task::task_continue() {
         if (state == tvr_task_state::running) task_schedule(0);
         return false;
     }
-    if (code == vm_suspended) tvr_drop_frames(*this, root_frame != nullptr);
+    if (code == vm_suspended) tvr_drop_frames(*this);
     finish(code == vm_block_end ? tvr_task_state::finished : tvr_task_state::failed);
     return true;
 }
@@ -189,7 +190,7 @@ void tvr_task::end_now() {
     active = false;
     if (in_turn || on_worker || ended()) return;
     const tvrptr_strong<tvr_task> held(this);
-    tvr_drop_frames(*this, root_frame != nullptr);
+    tvr_drop_frames(*this);
     finish(tvr_task_state::failed);
 }
 
@@ -259,7 +260,8 @@ void tvr_task::release_global_values() {
 }
 
 void tvr_task::release_global_scope() {
-    tvr_drop_frames(*this, false);
+    tvr_drop_frames(*this);
+    tvr_free_globals(*this);
     const tvrptr_strong<tvr_task> last = std::move(kept_alive);
 }
 

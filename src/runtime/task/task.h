@@ -87,15 +87,11 @@ public:
     bool is_root() const { return !has_parent; }
     tvr_task& root();  // the task whose globals this one sees
 
-    // Whether an error raised now would be caught inside this task.
-    bool error_caught_by_try() const;
-
     // Runs a function in a task of its own inside of the running one, to its end. False when it
     // failed; then the caller's task has the same error. `result` is none where there is none.
     static bool call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_shared& result);
 
     tvrscript& script;  // outlives the task as long as the task is listed
-    tvrptr_strong<tvrptr_base_internal> program;  // the root block of what it runs; the machine\'s
     tvrptr_weak<tvr_task> parent;
     bool has_parent = false;
     std::string name;

@@ -73,7 +73,7 @@ bool take_outcome(tvr_task& task, tvr_vm_code code, tvrvar_shared& result) {
         return true;
     }
     if (code == vm_suspended) {
-        tvr_drop_frames(task, false);
+        tvr_drop_frames(task);
         runtime_error("A function that native code calls cannot wait.");
     } else if (tvr_task* caller = tvr_local().task) {
         tvr_pass_error(task, *caller);

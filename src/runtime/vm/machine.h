@@ -46,12 +46,10 @@ bool tvr_catches_error(const tvr_task& task);
 tvr_vm_code tvr_run(tvr_task& task);
 
 // Releases all frames of a task but the one of its globals. Runs no script, but may put instances
-// into the queue of the dying, like the next two.
+// into the queue of the dying.
 void tvr_drop_frames(tvr_task& task);
 
-// At the interpreter's end, in two steps: a root task's globals become none, so that destructors
-// that run now see none; then their frame goes, when no script will run any more.
-void tvr_clear_globals(tvr_task& task);
+// Gives the frame of a root task's globals back, when no script will look at them any more.
 void tvr_free_globals(tvr_task& task);
 
 // Gives an error that ended `from` on to the task that waits for it, without a second report.

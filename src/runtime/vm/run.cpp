@@ -91,7 +91,6 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
 }
 
 void tvr_push_root(tvr_task& task, tvr_program_block_routine& root) {
-    task.program.acquire(static_cast<tvrptr_base_internal*>(&root));
     task.root_frame = tvr_push_frame(task, root, task, task.base_depth + 1);
 }
 
@@ -198,13 +197,11 @@ void finish_suspended_call(tvr_task& task, tvr_vm_context& frame) {
 tvr_vm_code tvr_run(tvr_task& task) {
     tvr_thread_local& local = tvr_local();
     tvr_vm_context* outer = local.context;
-    ++local.native_nesting;
     if (task.top != nullptr) {
         local.context = task.top;
         if (task.top->resuming) finish_suspended_call(task, *task.top);
     }
     const tvr_vm_code code = tvr_run_frames(task);
-    --local.native_nesting;
     local.context = outer;
     return code;
 }
@@ -213,18 +210,9 @@ void tvr_drop_frames(tvr_task& task) {
     while (task.top != nullptr) release_frame(task, *task.top);
 }
 
-void tvr_clear_globals(tvr_task& task) {
-    tvr_drop_frames(task);
-    if (task.root_frame == nullptr) return;
-    for (int reg = 0; reg < task.root_frame->machine->num_own; ++reg) {
-        task.root_frame->cells[reg]->as_none();
-    }
-}
-
 void tvr_free_globals(tvr_task& task) {
     tvr_vm_context* frame = std::exchange(task.root_frame, nullptr);
     if (frame != nullptr) frame->machine->give_frame(*frame);
-    task.program.release();
 }
 
 void tvr_pass_error(const tvr_task& from, tvr_task& to) {

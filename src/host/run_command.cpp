@@ -104,11 +104,9 @@ void add_script_command(CLI::App& app, command_run& chosen, bool is_code) {
     const auto asked = std::make_shared<run_request>();
     asked->is_code = is_code;
     const char* what = is_code ? "CODE" : "FILE";
-    CLI::App* command =
-        app.add_subcommand(is_code ? "eval" : "run",
-                           is_code ? "run a script text" : "run a script; - is standard input");
-    command->usage(std::string("Usage: tavro ") + (is_code ? "eval" : "run") + " [OPTIONS] " +
-                   what + " [ARG...]");
+    CLI::App* command = app.add_subcommand(
+        is_code ? "eval" : "run", is_code ? "run a script text: eval [OPTIONS] CODE [ARG...]"
+                                          : "run a script: run [OPTIONS] FILE [ARG...]");
     command->prefix_command();
     add_run_options(*command, asked->options);
     command->callback([asked, command, what, &chosen] {

@@ -71,6 +71,9 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
 
 }  // namespace
 
+// Jumping to a label whose address is in a table is no part of the standard; gcc and clang have it.
+#pragma GCC diagnostic ignored "-Wpedantic"
+
 // NOLINTBEGIN(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,readability-function-size)
 
 #define REG(field) row[op->field]

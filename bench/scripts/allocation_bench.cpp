@@ -49,7 +49,7 @@ namespace {
 constexpr int64_t turns = 100'000;  // of the loop that is counted
 constexpr double any_number = -1;
 
-// The scripts call probe.mark() in front of and behind their loop.
+// The scripts call probe.mark() in front of and behind their loops.
 struct probe {
     int64_t marks = 0, at_last_mark = 0, between = 0;
 
@@ -66,20 +66,22 @@ struct probe {
     }
 };
 
-// Runs `work` twice over, once to warm up. Fails where more is allocated than wanted.
-void allocations_of(benchmark::State& run, const char* work, double wanted) {
+// Runs a loop twice, the first time to warm up. Fails where more is allocated than wanted.
+void allocations_of(benchmark::State& run, const char* loop, double wanted) {
     tvr_log_terminal().mask = 0;
     probe seen;
     tvrscript script;
     script.init({});
     seen.fill(script.root_namespace.child("probe"));
-    const std::string source = std::string(work) + "run(1000); probe.mark(); run(" +
-                               std::to_string(turns) + "); probe.mark();";
+    const std::string source =
+        std::string(loop) +
+        "def measure(n) { probe.mark(); run(n); probe.mark(); } measure(1000); measure(" +
+        std::to_string(turns) + ");";
     for (auto _ : run) {
         if (!script.create_task_from_code(source, "allocations")) break;
         script.update();
     }
-    if (seen.marks < 2) return run.SkipWithError("the script has failed");
+    if (seen.marks < 4) return run.SkipWithError("the script has failed");
     run.counters["mallocs"] = double(seen.between);
     run.counters["mallocs_a_turn"] = double(seen.between) / double(turns);
     if (wanted != any_number && double(seen.between) > wanted) {
@@ -101,7 +103,8 @@ constexpr const char* arithmetic =
 constexpr const char* members =
     "class lamp { level = 0; color = [1, 2, 3]; def fade(by) { level -= by; return level; } }"
     "class strip : lamp { def fade(by) { return super.fade(by * 2); } }"
-    "def run(n) { l = strip(); m = [\"k\": 1]; for (i = 0; i < n; i++) { l.level += 2; l.fade(1);"
+    "kept = strip(); map = [\"k\": 1];"
+    "def run(n) { l = kept; m = map; for (i = 0; i < n; i++) { l.level += 2; l.fade(1);"
     "  l.color[1] = i; m.k = m.k + l.color[1]; } return l.level; }";
 
 constexpr const char* appends =

@@ -157,10 +157,12 @@ void fill_types(tvr_namespace& std) {
 void tvr_fill_std_values(tvr_namespace& std) {
     fill_conversions(std);
     fill_types(std);
-    std.add_function("size", size_of, 1, 1,
-                     {.description = "Entries of a json, bytes of a string or buffer, the size "
-                                     "of an object.",
-                      .params = {"x: any - the value"}});
+    tvr_function_def& size =
+        std.add_function("size", size_of, 1, 1,
+                         {.description = "Entries of a json, bytes of a string or buffer, the size "
+                                         "of an object.",
+                          .params = {"x: any - the value"}});
+    size.intrinsic = tvr_intrinsic::size;
     std.add_function(
         "sort", sort, 1, 2,
         {.description = "Sorts the entries of a json by value and returns it. Stable: numbers by "

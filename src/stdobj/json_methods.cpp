@@ -89,7 +89,8 @@ void tvr_std_json::script_register(tvrobject_metadata& m) {
                    {.description = "Adds the supplied value to the given JSON container and "
                                    "returns the modified object",
                     .params = {"value: any"},
-                    .returns_class = "std.json"});
+                    .returns_class = "std.json"},
+                   tvr_intrinsic::json_push);
     tvr_add_method(m, {"pop", "pop_back"}, pop_last, 0, 0,
                    {.description = "Removes the last element from the JSON container and returns "
                                    "it.",

@@ -14,7 +14,8 @@
 inline void tvr_add_method(tvrobject_metadata& metadata,
                            std::initializer_list<std::string_view> names,
                            const tvr_native_function& run, uint32_t min_params, uint32_t max_params,
-                           const tvr_function_docs& docs) {
+                           const tvr_function_docs& docs,
+                           tvr_intrinsic intrinsic = tvr_intrinsic::none) {
     for (const std::string_view name : names) {
         auto def = std::make_unique<tvr_function_def>();
         def->name = name;
@@ -22,6 +23,7 @@ inline void tvr_add_method(tvrobject_metadata& metadata,
         def->min_params = min_params;
         def->max_params = max_params;
         def->docs = docs;
+        def->intrinsic = intrinsic;
         metadata.add_function(std::move(def));
     }
 }

@@ -32,6 +32,13 @@ struct tvr_function_docs {
     std::vector<std::string> examples = {};
 };
 
+// Functions that the machine does itself where it sees what they are asked for, without a call.
+enum class tvr_intrinsic : uint8_t {
+    none,
+    json_push,  // of a list without keys, when nobody reads the result
+    size,       // of a json
+};
+
 struct tvr_function_def : tvrptr_base_internal {
     static constexpr uint32_t any_number = 0xFFFFFFFF;
 
@@ -41,6 +48,7 @@ struct tvr_function_def : tvrptr_base_internal {
     tvr_native_function callback;
     uint32_t min_params = 0;
     uint32_t max_params = 0;
+    tvr_intrinsic intrinsic = tvr_intrinsic::none;
     tvr_function_docs docs;
     std::vector<const tvr_function_def*> children;  // below it in the documentation
 };

@@ -43,6 +43,10 @@ void answer_none(const tvr_step& step) {
 
 // The member's cell by the class's table; null, after an error, when it may not be seen.
 tvrvar* known_member(tvr_member_site& site, tvr_class& instance, bool& reported) {
+    if (site.known_class.control_block() == instance.definition.control_block()) {
+        reported = false;
+        return instance.members[site.known_slot].get();
+    }
     const tvr_program_block_class* definition = instance.definition.get();
     reported = definition == nullptr;
     if (definition == nullptr) {

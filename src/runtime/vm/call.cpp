@@ -24,8 +24,9 @@ tvr_call_site& site_of(const tvr_step& step) {
     return step.frame.machine->call_sites[size_t(step.op->c)];
 }
 
-// One argument, from the caller's register into the callee's parameter.
-void pass_argument(const tvr_step& step, tvr_vm_context& callee, int reg, size_t param) {
+}  // namespace
+
+void tvr_pass_argument(const tvr_step& step, tvr_vm_context& callee, int reg, size_t param) {
     tvrvar*& target = callee.cells[param];
     tvrvar*& source = step.cell(reg);
     const bool temporary = step.frame.machine->is_temporary(reg);
@@ -44,10 +45,12 @@ void pass_argument(const tvr_step& step, tvr_vm_context& callee, int reg, size_t
     if (temporary) step.drop(reg);
 }
 
+namespace {
+
 void pass_arguments(const tvr_step& step, tvr_vm_context& callee, const tvr_call_site& site) {
     for (size_t i = 0; i < site.operands.size(); ++i) {
         const size_t param = site.params.empty() ? i : site.params[i];
-        pass_argument(step, callee, site.operands[i], param);
+        tvr_pass_argument(step, callee, site.operands[i], param);
     }
     callee.args_given = site.given;
     callee.num_args = uint32_t(site.operands.size());
@@ -311,7 +314,8 @@ void call_json(const tvr_step& step, tvr_call_site& site, tvr_std_json& json) {
         const tvrvar_shared value = entry->deref();
         if (is_callable(*value)) return call_value(step, site, *value);
     }
-    if (json.metadata->find_function(*site.name) == nullptr) {
+    if (site.known_metadata != json.metadata &&
+        json.metadata->find_function(*site.name) == nullptr) {
         runtime_error("'", json.script_type_name(), "' does not have member '", *site.name, "'!");
         return abandon(step, site);
     }

@@ -30,6 +30,15 @@ inline void tvr_release_cell(tvrvar* cell) {
     if (--cell->refcount < 1) tvrvar_free(cell);
 }
 
+// Free to write and without flags: nothing that the next call of the function could notice but the
+// number in it.
+inline bool tvr_is_reset_but_for_number(const tvrvar* cell) {
+    constexpr uint64_t mask = 0x00FC'00FF'FFFF'FFFF, wanted = 1;
+    uint64_t head;
+    std::memcpy(&head, cell, sizeof head);
+    return (head & mask) == wanted;
+}
+
 // What is left when a variable's or a temporary's time is over: none, in a cell of its own.
 [[gnu::noinline]] void tvr_reset_cell_slow(tvrvar*& cell);
 

@@ -91,21 +91,25 @@ void tvr_machine_code::bind_globals(tvr_vm_context& frame, tvr_task& base) const
     }
 }
 
-tvr_vm_context* tvr_machine_code::take_frame(tvr_task& base) {
+tvr_vm_context* tvr_machine_code::find_frame(tvr_task& base) {
     tvr_vm_context* frame = ready;
-    if (frame == nullptr) [[unlikely]] {
+    if (frame == nullptr) {
         frame = make_frame();
     } else {
         ready = frame->caller;
         --num_ready;
     }
-    if (frame->base_task != &base) [[unlikely]]
-        bind_globals(*frame, base);
+    if (frame->base_task != &base) bind_globals(*frame, base);
     return frame;
 }
 
 void tvr_machine_code::give_frame(tvr_vm_context& frame) {
-    for (int i = 0; i < num_own; ++i) tvr_reset_cell(frame.cells[i]);
+    tvrvar** cells = frame.cells;
+    for (int i = 0; i < num_own; ++i) {
+        if (!tvr_is_reset_but_for_number(cells[i])) [[unlikely]]
+            tvr_reset_cell_slow(cells[i]);
+    }
+    for (int i = num_params; i < num_variables; ++i) cells[i]->type = tvrvar_type_none;
     if (frame.self) frame.self.release();
     if (frame.making) frame.making.release();
     frame.resuming = false;

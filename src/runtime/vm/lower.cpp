@@ -36,6 +36,7 @@ bool tvr_lowering::run() {
     for (uint32_t i = 0; i < routine.num_params; ++i) {
         const uint8_t flags = routine.variable_flags[i];
         code.by_reference.push_back(flags & tvr_program_block_routine::by_reference);
+        if (code.by_reference.back() != 0) code.any_by_reference = true;
     }
     block whole;
     whole.routine = &routine;
@@ -230,7 +231,7 @@ bool tvr_lowering::lower_operator(const uint8_t* at) {
         set_temporary(top(), top().home);
         return true;
     };
-    const bool with = at[1] != 0;
+    const bool with = tvr_instruction(*at).size > 1 && at[1] != 0;
     switch (*at) {
     case tvr_op_add: return binary(op::op_add);
     case tvr_op_sub: return binary(op::op_sub);

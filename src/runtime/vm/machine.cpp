@@ -69,6 +69,98 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
     return known_member(site, static_cast<const tvr_class*>(value->block->object));
 }
 
+// The frame of a call that is nothing out of the ordinary: all parameters given in order, none by
+// reference. Null where tvr_step_call... has to look closer.
+tvr_vm_context* push_plain_call(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
+                                const tvr_call_site& site, tvr_program_block_routine& routine,
+                                tvr_task& base, uint32_t limit) {
+    tvr_machine_code* machine = routine.machine.get();
+    const size_t count = site.operands.size();
+    const uint32_t depth = frame.depth + site.nesting + 1;
+    if (machine == nullptr || machine->any_by_reference || count != size_t(machine->num_params) ||
+        !site.params.empty() || depth > limit) [[unlikely]] {
+        return nullptr;
+    }
+    tvr_vm_context* callee = machine->take_frame(base);
+    for (size_t i = 0; i < count; ++i) {
+        const tvrvar* source = frame.cells[site.operands[i]];
+        tvrvar* into = callee->cells[i];
+        if (is_int_or_float(source)) [[likely]] {
+            into->type = source->type;
+            into->integer = source->integer;
+        } else {
+            into->type = tvrvar_type_none;  // what a call before left
+            tvr_pass_argument(tvr_step{task, frame, op}, *callee, site.operands[i], i);
+        }
+    }
+    callee->caller = &frame;
+    callee->task = &task;
+    callee->next = machine->code.data();
+    callee->depth = depth;
+    callee->num_args = uint32_t(count);
+    callee->args_given = site.given;
+    callee->result_cell = op->a;
+    callee->result_mode =
+        op->a == tvr_no_register ? tvr_result_mode::discard : tvr_result_mode::keep;
+    frame.next = op + 1;
+    task.top = callee;
+    return callee;
+}
+
+// The instance in a register, where the call site knows its class.
+tvr_class* known_receiver(const tvr_call_site& site, const tvrvar* value) {
+    if (value->type != tvrvar_type_class) return nullptr;
+    auto* instance = static_cast<tvr_class*>(value->block->object);
+    if (instance == nullptr ||
+        site.known_class.control_block() != instance->definition.control_block()) {
+        return nullptr;
+    }
+    return instance;
+}
+
+// list.push(x) as a statement.
+bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_machine_op* op) {
+    const tvrvar* list = frame.cells[op->b];
+    if (list->type != tvrvar_type_json || site.known_native == nullptr ||
+        site.known_native->intrinsic != tvr_intrinsic::json_push || op->a != tvr_no_register ||
+        site.operands.size() != 1 || frame.machine->is_temporary(op->b)) {
+        return false;
+    }
+    auto& json = *static_cast<tvr_std_json*>(list->block->object);
+    const tvrvar* value = frame.cells[site.operands[0]];
+    if (!json.is_list() || !is_int_or_float(value) || site.known_metadata != json.metadata) {
+        return false;
+    }
+    tvrvar* added = tvrvar_new();
+    added->type = value->type;
+    added->integer = value->integer;
+    json.push_back(tvrvar_shared(added));
+    return true;
+}
+
+// a = container[index] for everything that lies in a json by position and is no string: the value
+// of a temporary container goes with it.
+bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
+    tvrvar* container = frame.cells[op->b];
+    const tvrvar* index = frame.cells[op->c];
+    tvrvar* element = plain_element(container, index);
+    if (element == nullptr || !frame.machine->is_temporary(op->a)) return false;
+    const bool is_json = element->type == tvrvar_type_json;
+    if (!is_json && !is_int_or_float(element)) return false;
+    tvrvar* into = frame.cells[op->a];
+    const bool drops = !keep && frame.machine->is_temporary(op->b);
+    if (drops && container->refcount != 1) return false;
+    if (into != container && !tvr_is_free_to_write(into)) return false;
+    if (into == container && !drops) return false;
+    tvrptr_control_block* going = drops ? container->block : nullptr;
+    if (is_json) element->block->add_strong();
+    if (drops) container->type = tvrvar_type_none;
+    into->type = element->type;
+    into->integer = element->integer;
+    if (going != nullptr) going->drop_strong();
+    return true;
+}
+
 }  // namespace
 
 // Jumping to a label whose address is in a table is no part of the standard; gcc and clang have it.
@@ -181,6 +273,8 @@ tvr_vm_code tvr_run_frames(tvr_task& task) {
     tvrvar** row = nullptr;
     const tvr_machine_op* op = nullptr;
     const tvr_machine_op* following = nullptr;  // where it goes on behind `attention`
+    const uint32_t limit =
+        task.script.config.max_call_depth != 0 ? task.script.config.max_call_depth : UINT32_MAX;
     op_code comparison = op_code::op_equal;
     bool jumps_if = false;
 
@@ -461,6 +555,7 @@ at_index : {
         copy_number(REG(a), element)) {
         STEP_ON(1);
     }
+    if (take_element(*frame, op, false)) AFTER_STEP(1);
     DO_STEP(tvr_step_index);
 }
 at_index_keep : {
@@ -488,21 +583,69 @@ at_bind_self:
 
 at_call:
     DO_STEP(tvr_step_call);
-at_call_known:
+at_call_known : {
+    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    if (push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
+        goto enter_top;
+    }
     DO_STEP(tvr_step_call_known);
-at_call_native:
+}
+at_call_native : {
+    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    if (site.native->intrinsic == tvr_intrinsic::size && site.operands.size() == 1) {
+        const tvrvar* measured = row[site.operands[0]];
+        if (measured->type == tvrvar_type_json && op->a != tvr_no_register &&
+            !frame->machine->is_temporary(site.operands[0]) && tvr_is_free_to_write(REG(a))) {
+            auto& json = *static_cast<tvr_std_json*>(measured->block->object);
+            write_int(REG(a), int64_t(json.entries.size()));
+            STEP_ON(1);
+        }
+    }
     DO_STEP(tvr_step_call_native);
-at_call_method:
+}
+at_call_method : {
+    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    tvr_class* self = known_receiver(site, REG(b));
+    if (self != nullptr && !frame->machine->is_temporary(op->b)) {
+        if (tvr_vm_context* callee =
+                push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
+            callee->self.acquire(self);
+            goto enter_top;
+        }
+    } else if (push_to_list(site, *frame, op)) {
+        STEP_ON(1);
+    }
     DO_STEP(tvr_step_call_method);
-at_call_self:
+}
+at_call_self : {
+    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    tvr_class* self = frame->self.get();
+    if (self != nullptr && site.known_class.control_block() == self->definition.control_block()) {
+        if (tvr_vm_context* callee =
+                push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
+            callee->self.acquire(self);
+            goto enter_top;
+        }
+    }
     DO_STEP(tvr_step_call_method);
+}
 at_call_super:
     DO_STEP(tvr_step_call_method);
 
-at_give:
+at_give : {
+    // A number for a temporary of the caller.
+    tvr_vm_context* caller = frame->caller;
+    const tvrvar* value = REG(a);
+    if (caller != nullptr && frame->result_mode == tvr_result_mode::keep &&
+        copy_number(caller->cells[frame->result_cell], value)) {
+        task.top = caller;
+        frame->machine->give_frame(*frame);
+        goto enter_top;
+    }
     frame->next = op;
     tvr_step_give(task, *frame, op->a);
     goto enter_top;
+}
 at_give_none:
     frame->next = op;
     tvr_step_give(task, *frame, tvr_no_register);

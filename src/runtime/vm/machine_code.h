@@ -38,8 +38,9 @@ struct tvr_src_token;
     OP(band)                                                                                   \
     OP(bor)                                                                                    \
     OP(bxor) /* a = b op c */                                                                  \
-        OP(equal) OP(not_equal) OP(less) OP(less_equal) OP(more)                               \
-            OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */  \
+    OP(equal)                                                                                  \
+    OP(not_equal) OP(less) OP(less_equal) OP(more)                                             \
+        OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */      \
         OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
             OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)             \
                 OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)  \
@@ -164,8 +165,16 @@ public:
     tvr_machine_code& operator=(const tvr_machine_code&) = delete;
 
     // A frame with all cells in place and reset, for a call under these globals. Never null.
-    tvr_vm_context* take_frame(tvr_task& base);
-    // Resets a frame's cells and keeps it for the next call, or frees it.
+    tvr_vm_context* take_frame(tvr_task& base) {
+        tvr_vm_context* frame = ready;
+        if (frame == nullptr || frame->base_task != &base) [[unlikely]]
+            return find_frame(base);
+        ready = frame->caller;
+        --num_ready;
+        return frame;
+    }
+    // Resets a frame's cells and keeps it for the next call, or frees it. Variables are none again;
+    // numbers in parameters and temporaries stay, since those are written before they are read.
     void give_frame(tvr_vm_context& frame);
     void free_ready_frames();
 
@@ -186,6 +195,7 @@ public:
     std::vector<tvrptr_base_internal*> block_sites;  // routines and classes of the program
     std::vector<handler> handlers;                   // inner ones first
     std::vector<source_place> places;                // rising
+    bool any_by_reference = false;
     bool no_except = false;
     bool has_globals = false;
 
@@ -202,6 +212,7 @@ public:
     tvr_machine_code* previous_code = nullptr;
 
 private:
+    tvr_vm_context* find_frame(tvr_task& base);
     tvr_vm_context* make_frame();
     void free_frame(tvr_vm_context& frame);
     void bind_globals(tvr_vm_context& frame, tvr_task& base) const;

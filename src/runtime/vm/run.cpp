@@ -45,6 +45,7 @@ tvr_vm_context* tvr_push_frame(tvr_task& task, tvr_program_block_routine& routin
     frame->depth = depth;
     frame->num_args = 0;
     frame->args_given = 0;
+    for (int i = 0; i < code->num_params; ++i) frame->cells[i]->type = tvrvar_type_none;
     frame->result_mode = tvr_result_mode::keep;
     task.top = frame;
     return frame;

@@ -60,6 +60,10 @@ void tvr_step_call_native(const tvr_step& step);
 void tvr_step_call_method(const tvr_step& step);  // also self and super
 void tvr_step_make_instance(const tvr_step& step);
 
+// One argument, from the caller's register into the callee's parameter, which is reset but for a
+// number: by reference where the parameter asks for it, else by value. Drops the register.
+void tvr_pass_argument(const tvr_step& step, tvr_vm_context& callee, int reg, size_t param);
+
 // Pushes the frame of a method that an operator calls. Goes on at `after` with the result in
 // `result`. False after a runtime error.
 bool tvr_push_operator(const tvr_step& step, tvr_program_block_routine& method, tvr_class& self,

@@ -230,7 +230,7 @@ bool tvr_lowering::lower_operator(const uint8_t* at) {
         set_temporary(top(), top().home);
         return true;
     };
-    const bool with = at[1] != 0;
+    const bool with = tvr_instruction(*at).size > 1 && at[1] != 0;
     switch (*at) {
     case tvr_op_add: return binary(op::op_add);
     case tvr_op_sub: return binary(op::op_sub);

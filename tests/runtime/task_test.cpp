@@ -18,6 +18,7 @@ protected:
     void load(const std::string& text, size_t workers = 0) {
         in.emplace(log, false);
         in->script.workers.set_thread_count(workers);
+        in->script.workers.wait_for_init();
         root = in->start(text);
         in->run_until([&] { return root->ended(); });
         ASSERT_EQ(root->state, tvr_task_state::finished) << log.said();

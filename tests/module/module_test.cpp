@@ -133,7 +133,6 @@ TEST_F(testmod, tells_how_it_was_loaded) {
     const std::string folder = TEST_PACKAGES "/testmod/";
     for (const std::string& line : {
              std::string("L Loading external module: testmod"),
-             "L Adding module source path to search paths: " + folder + "src",
              "L Checking 1 files in module platform dir: " + folder + "native/linux_x64/",
              "L Loading module library: " + folder + "native/linux_x64/testmod.tvrmodule.so",
              std::string("L Module 'testmod' compatibility check passed (version 3001)."),

@@ -20,6 +20,7 @@ TEST(package_file, lines) {
         {"subsystem =", "MODULE_INTERNAL"},
         {"subsystem = a = b", "a = b"},
         {"subsystem", nullptr},
+        {"a\"b\" = c", nullptr},
         {"name = a\n= b", nullptr},
         {"name = \"a", nullptr},
         {"name = \"", nullptr},

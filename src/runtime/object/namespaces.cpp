@@ -59,7 +59,7 @@ tvr_namespace* tvr_namespace::find_child(std::string_view child_name) const {
 }
 
 tvr_namespace* tvr_namespace::find_path(std::string_view path) {
-    tvr_namespace* at = path.empty() ? nullptr : this;
+    tvr_namespace* at = path.empty() || path.back() == '.' ? nullptr : this;
     while (at != nullptr && !path.empty()) {
         const auto [first, rest] = split_path(path);
         at = at->find_child(first);

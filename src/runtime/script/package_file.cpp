@@ -47,6 +47,7 @@ bool tvr_package_file::parse(std::string_view text, std::string& error) {
         const std::string_view key = trim(line.substr(0, equals));
         std::string value;
         const bool good = equals != std::string_view::npos && !key.empty() &&
+                          key.find('"') == std::string_view::npos &&
                           take_value(trim(line.substr(equals + 1)), value);
         if (!good) {
             error = tvr_join("line ", number, " is not of the form: key = value");

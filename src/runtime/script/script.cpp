@@ -54,6 +54,7 @@ bool tvrscript::bind_to_thread() {
     lend_to_thread(local);
     local.owns_interpreter = true;
     owner.store(&local);
+    tasks.mail->open(local);
     log_bound.bound = true;
     return true;
 }
@@ -169,11 +170,11 @@ tvrptr_strong<tvr_task> tvrscript::pop_waiting_task(bool due_only) {
 
 bool tvrscript::has_work() const {
     const tvr_global_lock hold(&lock);
-    return !stop_requested() && (tasks.alive > 0 || tasks.has_mail() || updates.live() > 0);
+    return !stop_requested() && (tasks.alive > 0 || tasks.mail->size() > 0 || updates.live() > 0);
 }
 
 int64_t tvrscript::next_wake_ms() const {
-    if (stop_requested() || tasks.has_mail()) return -1;
+    if (stop_requested() || tasks.mail->size() > 0) return -1;
     const tvr_global_lock hold(&lock);
     const int64_t next = tasks.next_wake_ms();
     return next <= tvr_millis() ? -1 : next;

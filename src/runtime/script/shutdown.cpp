@@ -83,7 +83,7 @@ void tvrscript::release_everything() {
     std_state.reset();
     for (const auto& task : tasks.newest_first()) task->release_global_scope();
     root_namespace.release_variables();
-    tasks.close_mail();
+    tasks.mail->close();
     tasks.deliver();
     tvr_run_destructors();
     frames.clear();

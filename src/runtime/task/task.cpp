@@ -40,7 +40,8 @@ tvr_task_scope::~tvr_task_scope() {
     if (renamed) local.set_thread_name(outer_name);
 }
 
-tvr_task::tvr_task(tvrscript& owner, tvr_task* of) : script(owner), has_parent(of != nullptr) {
+tvr_task::tvr_task(tvrscript& owner, tvr_task* of)
+    : script(owner), has_parent(of != nullptr), mail(owner.tasks.mail) {
     parent.acquire(of);
     if (of != nullptr) ++of->children;
     script.tasks.add(*this);
@@ -239,8 +240,7 @@ void tvr_task::task_resume(tvrvar_shared value) {
 
 void tvr_task::task_resume_from_thread(bool ok, tvrptr_strong<tvrobject_base> object,
                                        tvrvar_shared value) {
-    script.tasks.post({this, ok, std::move(object), std::move(value)});
-    script.wake();
+    mail->post({this, ok, std::move(object), std::move(value)});
 }
 
 void tvr_task::task_terminate() {

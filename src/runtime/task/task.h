@@ -6,6 +6,7 @@
 //
 //   task.h         a task: its turns, suspension, end
 //   task_list.h    all tasks of an interpreter: who waits for what
+//   task_mail.h    what foreign threads have brought for them
 //   thread_pool.h  the workers
 //
 // Tasks are cooperative. They run on the interpreter's thread in tvrscript::update(), or on a
@@ -18,6 +19,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -30,6 +32,7 @@
 #include "runtime/vm/context.h"
 
 class tvr_program_block_root;
+class tvr_task_mail;
 class tvrscript;
 
 enum class tvr_task_state : uint8_t {
@@ -130,8 +133,9 @@ private:
     void tell_finished();
     tvr_vm_code turn();
 
-    tvrptr_strong<tvr_task> kept_alive;  // itself, from its first wait to its end
-    bool resumed_early = false;          // in this turn, before it suspended
+    const std::shared_ptr<tvr_task_mail> mail;  // of its interpreter
+    tvrptr_strong<tvr_task> kept_alive;         // itself, from its first wait to its end
+    bool resumed_early = false;                 // in this turn, before it suspended
     bool listed = false;
     uint64_t order = 0;  // among tasks of the same wake-up time
     tvr_task* older = nullptr;

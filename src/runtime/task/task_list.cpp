@@ -16,10 +16,7 @@ void tvr_task_list::remove(tvr_task& task) {
     (task.newer != nullptr ? task.newer->older : newest) = task.older;
     if (task.older != nullptr) task.older->newer = task.newer;
     task.listed = false;
-    tvr_lock hold(mail_mutex);
-    for (letter& each : mail) {
-        if (each.task == &task) each.task = nullptr;
-    }
+    mail->forget(task);
 }
 
 void tvr_task_list::schedule(tvr_task& task) {
@@ -45,45 +42,15 @@ int64_t tvr_task_list::next_wake_ms() const {
     return timed.empty() ? never : timed.begin()->first.first;
 }
 
-void tvr_task_list::post(letter result) {
-    tvr_lock hold(mail_mutex);
-    while (mail.size() >= max_mail && !mail_closed) mail_taken.wait(mail_mutex);
-    mail.push_back(std::move(result));
-}
-
-bool tvr_task_list::take_letter(letter& taken) {
-    tvr_lock hold(mail_mutex);
-    if (mail.empty()) return false;
-    taken = std::move(mail.front());
-    mail.pop_front();
-    mail_taken.notify_all();
-    return true;
-}
-
 // No more than there are at its begin. The letters go one by one with no lock held: the last
 // pointer to an object may end it here, and it may wait for its thread, which may just be posting.
 void tvr_task_list::deliver() {
-    size_t left = 0;
-    {
-        tvr_lock hold(mail_mutex);
-        left = mail.size();
-    }
-    for (letter each; left > 0 && take_letter(each); --left, each = {}) {
+    tvr_task_mail::letter each;
+    for (size_t left = mail->size(); left > 0 && mail->take(each); --left, each = {}) {
         if (each.task == nullptr || each.task->ended()) continue;
         each.task->resume_failed = !each.ok;
         each.task->task_resume(std::move(each.result));
     }
-}
-
-bool tvr_task_list::has_mail() const {
-    tvr_lock hold(mail_mutex);
-    return !mail.empty();
-}
-
-void tvr_task_list::close_mail() {
-    tvr_lock hold(mail_mutex);
-    mail_closed = true;
-    mail_taken.notify_all();
 }
 
 std::vector<tvrptr_strong<tvr_task>> tvr_task_list::newest_first() {

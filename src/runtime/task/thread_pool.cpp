@@ -149,6 +149,7 @@ void tvr_thread_pool::turn_of(tvr_task& task) {
     const tvrptr_strong<tvr_task> held(&task);
     task.on_worker = false;
     task.task_continue();
+    script.wake();  // the owner may have been waiting for the last task
 }
 
 void tvr_thread_pool::bind_worker(size_t index) {

@@ -114,9 +114,10 @@ tvrvar_shared lamp::measure(tvr_vm_context& frame, tvr_native_args& args) {
     end_measuring();
     measured.acquire(frame.task);
     frame.suspend_wait();
+    // What the thread holds must not be the lamp itself, whose end waits for the thread.
     measuring = std::thread([task = frame.task, good = args[0]->bool_value(), seen = level,
-                             self = tvrptr_strong<tvrobject_base>(this)]() mutable {
-        task->task_resume_from_thread(good, std::move(self),
+                             kept = tvrptr_strong<tvrobject_base>(new lamp)]() mutable {
+        task->task_resume_from_thread(good, std::move(kept),
                                       good ? tvrvar_shared(seen) : tvrvar_shared("too dark"));
     });
     return {};

@@ -43,6 +43,8 @@ tvrptr_strong<tvr_program_block_root> tvr_asm_builder::create_program() {
 
 void tvr_asm_builder::start_block(tvr_program_block_routine& made, std::string_view name,
                                   tvr_block_kind kind, token at) {
+    constexpr size_t usual_code_bytes = 256;
+    made.code.reserve(usual_code_bytes);
     made.name = name;
     made.kind = kind;
     made.root = root.get();

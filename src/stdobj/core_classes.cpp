@@ -79,6 +79,7 @@ void tvr_fill_std_classes(tvr_namespace& std) {
 }
 
 void tvr_fill_json(tvr_namespace& json) {
+    json.description = "What JSON has and the language has not.";
     json.add_constructor(
         "bool", tvr_std_json_bool::metadata_of_class(), make_bool, 1, 1,
         {.description = "Create a JSON boolean. The wrapped value is written as "

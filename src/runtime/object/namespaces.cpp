@@ -113,7 +113,7 @@ std::vector<std::string> tvr_namespace::names() const {
     for (const auto& [known, entry] : functions) all.push_back(known);
     for (const auto& [known, entry] : variables) all.push_back(known);
     std::ranges::sort(all);
-    all.erase(std::ranges::unique(all).begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
     return all;
 }
 
@@ -157,7 +157,8 @@ std::string tvr_namespace::find_docs(std::string_view path) {
 tvr_docs_record tvr_namespace::docs_of_class(std::string_view class_name,
                                              const tvrobject_metadata& native) const {
     tvr_docs_record record = tvr_docs_of(*find_function(class_name));
-    for (const auto& [key, value] : tvr_docs_record::parse(native.get_docs()).items()) {
+    const tvr_docs_record of_native = tvr_docs_record::parse(native.get_docs());
+    for (const auto& [key, value] : of_native.items()) {
         const bool told = key == "description" && value == "";
         if (!told) record[key] = value;
     }

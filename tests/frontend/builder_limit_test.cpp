@@ -45,33 +45,34 @@ TEST(builder_limit, chains_to_the_left_have_none) {
     });
 }
 
+struct form {
+    const char *before, *opening, *middle, *closing, *after;
+};
+const form forms[] = {
+    {"x = ", "(", "1", ")", ";"},
+    {"x = ", "[", "1", "]", ";"},
+    {"var a; x = ", "a[", "1", "]", ";"},
+    {"def f(a) { } ", "f(", "1", ")", ";"},
+    {"var a; ", "a.m(", "1", ")", ";"},
+    {"", "lamp.on(", "1", ")", ";"},
+    {"", "{ var a; ", "1;", "}", ""},
+    {"def f() { ", "{ var a; ", "1;", "}", "}"},
+    {"def f(a) { x = ", "() { return ", "a", "; }", "; }"},
+    {"x = ", "(a = ", "1", ") { }", ";"},
+    {"", "def f() { ", "f();", "}", ""},
+    {"", "class A { def f() { ", "f();", "} }", ""},
+    {"var a; ", "if (a) ", "a;", "", ""},
+    {"var a; ", "for (i = a; i; i++) { var b = i; ", "1;", "}", ""},
+    {"", "try { var a; ", "1;", "} catch (e) { }", ""},
+    {"", "x = ", "1", "", ";"},
+    {"var a; x = ", "a ? a : ", "1", "", ";"},
+    {"var a; x = ", "!", "a", "", ";"},
+    {"var a; if (", "!(a && ", "a", ")", ") { }"},
+    {"var a; x = ", "a || a && a == a < a + a * a ^ (", "1", ")", ";"},
+};
+
 TEST(builder_limit, what_may_nest_compiles_on_a_small_stack) {
-    struct form {
-        const char *before, *opening, *middle, *closing, *after;
-    };
-    const form forms[] = {
-        {"x = ", "(", "1", ")", ";"},
-        {"x = ", "[", "1", "]", ";"},
-        {"var a; x = ", "a[", "1", "]", ";"},
-        {"def f(a) { } ", "f(", "1", ")", ";"},
-        {"var a; ", "a.m(", "1", ")", ";"},
-        {"", "lamp.on(", "1", ")", ";"},
-        {"", "{ var a; ", "1;", "}", ""},
-        {"def f() { ", "{ var a; ", "1;", "}", "}"},
-        {"def f(a) { x = ", "() { return ", "a", "; }", "; }"},
-        {"x = ", "(a = ", "1", ") { }", ";"},
-        {"", "def f() { ", "f();", "}", ""},
-        {"", "class A { def f() { ", "f();", "} }", ""},
-        {"var a; ", "if (a) ", "a;", "", ""},
-        {"var a; ", "for (i = a; i; i++) { var b = i; ", "1;", "}", ""},
-        {"", "try { var a; ", "1;", "} catch (e) { }", ""},
-        {"", "x = ", "1", "", ";"},
-        {"var a; x = ", "a ? a : ", "1", "", ";"},
-        {"var a; x = ", "!", "a", "", ";"},
-        {"var a; if (", "!(a && ", "a", ")", ") { }"},
-        {"var a; x = ", "a || a && a == a < a + a * a ^ (", "1", ")", ";"},
-    };
-    on_small_stack([&] {
+    on_small_stack([] {
         program_maker maker;
         for (const form& f : forms) {
             SCOPED_TRACE(f.opening);

@@ -126,45 +126,46 @@ TEST(builder_scope, abstract_methods_are_those_that_nobody_implements) {
     EXPECT_FALSE(class_named(*program, "whole").find_method("g", 0)->is_abstract);
 }
 
+const char* const shapes[] = {
+    "a = 1;",
+    "v += 1;",
+    "v[1] += v.x;",
+    "v.x.y = v[2] = 3;",
+    "v++ + ++v;",
+    "v.a[1]++;",
+    "v ?? v.x ?? v[1] ?? 2;",
+    "v && v || v && !v;",
+    "v ? v : v && v ? 1 : 2;",
+    "b = v ? (c = 1) : (d = 2);",
+    "[1, k = [2, v], 's': v ?? 1];",
+    "v(1, v(2), v.m(3, [4]));",
+    "f(v, c = f(1, 2)); f(1)(2).x[3];",
+    "lamp.on(v, lamp.color.red);",
+    "!(v && 1) ? 1 : 2;",
+    "A(1).area(2, v)[v] = A;",
+    "e = (x, y = v) { return x + y + v; }; e(1)(2);",
+    "return v;",
+    "g = () { h = v; return () { return h + v; }; };",
+};
+const char* const frames[] = {
+    "%",
+    "if (v) { % }",
+    "if (v && 1 || 2) { % } else if (!v) { % } else { % }",
+    "for (i = 0; i < 3 && v; i++, v--) { % if (v) break; if (i) continue; % }",
+    "for (v) { for (v || v) { % continue; } break; }",
+    "try { % } catch (err) { % err; }",
+    "{ % { % } }",
+    "def inner(p, q = p + 1) noexcept { v = p; % } inner(1);",
+    "w = (p) { v; % };",
+    "class inner : A { m = [1]; def run(v) { % return m; } def __init__(v) { super.area(v, 1); "
+    "% } }",
+};
+constexpr std::string_view head =
+    "v = 1; def f(a, b = a, c = 3) { return a; } class A { z = 0; def __init__(n) { z = n; } "
+    "def area(p, q) { return z; } }";
+
 // Every shape of code, alone and inside of the others.
 TEST(builder_scope, what_compiles_is_sound) {
-    const std::string shapes[] = {
-        "a = 1;",
-        "v += 1;",
-        "v[1] += v.x;",
-        "v.x.y = v[2] = 3;",
-        "v++ + ++v;",
-        "v.a[1]++;",
-        "v ?? v.x ?? v[1] ?? 2;",
-        "v && v || v && !v;",
-        "v ? v : v && v ? 1 : 2;",
-        "b = v ? (c = 1) : (d = 2);",
-        "[1, k = [2, v], 's': v ?? 1];",
-        "v(1, v(2), v.m(3, [4]));",
-        "f(v, c = f(1, 2)); f(1)(2).x[3];",
-        "lamp.on(v, lamp.color.red);",
-        "!(v && 1) ? 1 : 2;",
-        "A(1).area(2, v)[v] = A;",
-        "e = (x, y = v) { return x + y + v; }; e(1)(2);",
-        "return v;",
-        "g = () { h = v; return () { return h + v; }; };",
-    };
-    const std::string frames[] = {
-        "%",
-        "if (v) { % }",
-        "if (v && 1 || 2) { % } else if (!v) { % } else { % }",
-        "for (i = 0; i < 3 && v; i++, v--) { % if (v) break; if (i) continue; % }",
-        "for (v) { for (v || v) { % continue; } break; }",
-        "try { % } catch (err) { % err; }",
-        "{ % { % } }",
-        "def inner(p, q = p + 1) noexcept { v = p; % } inner(1);",
-        "w = (p) { v; % };",
-        "class inner : A { m = [1]; def run(v) { % return m; } def __init__(v) { super.area(v, 1); "
-        "% } }",
-    };
-    const std::string head =
-        "v = 1; def f(a, b = a, c = 3) { return a; } class A { z = 0; def __init__(n) { z = n; } "
-        "def area(p, q) { return z; } }";
     const auto filled = [](const std::string& frame, const std::string& with) {
         std::string out;
         for (const char c : frame) out += c == '%' ? with : std::string(1, c);
@@ -172,10 +173,10 @@ TEST(builder_scope, what_compiles_is_sound) {
     };
     program_maker maker;
     size_t sound = 0;
-    for (const std::string& shape : shapes) {
-        for (const std::string& inner : frames) {
-            for (const std::string& outer : frames) {
-                const std::string source = head + filled(outer, filled(inner, shape));
+    for (const char* shape : shapes) {
+        for (const char* inner : frames) {
+            for (const char* outer : frames) {
+                const std::string source = std::string(head) + filled(outer, filled(inner, shape));
                 const auto program = maker.make(source);
                 // Twice the same name in one block is no fault of the code.
                 if (maker.finding.message.find("exists") != std::string::npos ||

@@ -43,6 +43,8 @@ tvrptr_strong<tvr_program_block_root> tvr_asm_builder::create_program() {
 
 void tvr_asm_builder::start_block(tvr_program_block_routine& made, std::string_view name,
                                   tvr_block_kind kind, token at) {
+    constexpr size_t usual_code_bytes = 256;
+    made.code.reserve(usual_code_bytes);
     made.name = name;
     made.kind = kind;
     made.root = root.get();
@@ -99,6 +101,7 @@ bool tvr_asm_builder::compile_command(const tvr_ast_node& node) {
     case node_type::node_class_def: return compile_class(node.as<tvr_ast_node_class_def>());
     case node_type::node_function_def: {
         const auto& def = node.as<tvr_ast_node_function_def>();
+        if (def.lambda) return refuse(def.start, "Anonymous functions not allowed.");
         tvr_code_scope scope;
         scope.block = static_cast<tvr_program_block_routine*>(made_for[&def]);
         scope.is = tvr_code_scope::role::function;

@@ -15,6 +15,7 @@ public:
 
     template <typename T>
     tvr_instruction_draft& field(size_t position, T value) {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): of pointers too
         std::memcpy(&bytes[position], &value, sizeof value);
         return *this;
     }

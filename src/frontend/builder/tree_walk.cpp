@@ -54,31 +54,8 @@ bool is_body(const tvr_ast_node& node) {
            node.type == node_type::node_try_catch;
 }
 
-}  // namespace
-
-void tvr_append_children(const tvr_ast_node& node, node_stack& into) {
+void append_group_parts(const tvr_ast_node& node, node_stack& into) {
     switch (node.type) {
-    case node_type::node_json_literal:
-        append(node.as<tvr_ast_node_json_literal>().left, into);
-        break;
-    case node_type::node_json:
-        append(node.as<tvr_ast_node_json>().left, into);
-        append(node.as<tvr_ast_node_json>().index, into);
-        break;
-    case node_type::node_unary: append(node.as<tvr_ast_node_unary>().operand, into); break;
-    case node_type::node_binary:
-        append(node.as<tvr_ast_node_binary>().left, into);
-        append(node.as<tvr_ast_node_binary>().right, into);
-        break;
-    case node_type::node_ternary:
-        append(node.as<tvr_ast_node_ternary>().condition, into);
-        append(node.as<tvr_ast_node_ternary>().if_true, into);
-        append(node.as<tvr_ast_node_ternary>().if_false, into);
-        break;
-    case node_type::node_assign:
-        append(node.as<tvr_ast_node_assign>().target, into);
-        append(node.as<tvr_ast_node_assign>().value, into);
-        break;
     case node_type::node_function_call:
         append(node.as<tvr_ast_node_function_call>().callee, into);
         append_list(node.as<tvr_ast_node_function_call>().params, into);
@@ -107,6 +84,36 @@ void tvr_append_children(const tvr_ast_node& node, node_stack& into) {
     }
 }
 
+// The nodes directly below a node, in source order.
+void append_parts(const tvr_ast_node& node, node_stack& into) {
+    switch (node.type) {
+    case node_type::node_json_literal:
+        append(node.as<tvr_ast_node_json_literal>().left, into);
+        break;
+    case node_type::node_json:
+        append(node.as<tvr_ast_node_json>().left, into);
+        append(node.as<tvr_ast_node_json>().index, into);
+        break;
+    case node_type::node_unary: append(node.as<tvr_ast_node_unary>().operand, into); break;
+    case node_type::node_binary:
+        append(node.as<tvr_ast_node_binary>().left, into);
+        append(node.as<tvr_ast_node_binary>().right, into);
+        break;
+    case node_type::node_ternary:
+        append(node.as<tvr_ast_node_ternary>().condition, into);
+        append(node.as<tvr_ast_node_ternary>().if_true, into);
+        append(node.as<tvr_ast_node_ternary>().if_false, into);
+        break;
+    case node_type::node_assign:
+        append(node.as<tvr_ast_node_assign>().target, into);
+        append(node.as<tvr_ast_node_assign>().value, into);
+        break;
+    default: append_group_parts(node, into); break;
+    }
+}
+
+}  // namespace
+
 void tvr_walk_own_expressions(tvr_ast_list<tvr_ast_node*> statements,
                               const tvr_node_visitor& visit) {
     node_stack waiting;
@@ -117,19 +124,19 @@ void tvr_walk_own_expressions(tvr_ast_list<tvr_ast_node*> statements,
         if (is_body(node)) continue;
         if (!visit(node)) return;
         if (node.type != node_type::node_function_def && node.type != node_type::node_class_def)
-            tvr_append_children(node, waiting);
+            append_parts(node, waiting);
     }
 }
 
 void tvr_walk_all(const tvr_ast_node& start, const tvr_node_visitor& visit) {
     node_stack waiting;
-    tvr_append_children(start, waiting);
+    append_parts(start, waiting);
     std::reverse(waiting.begin(), waiting.end());
     while (!waiting.empty()) {
         const tvr_ast_node& node = *waiting.back();
         waiting.pop_back();
         const size_t below = waiting.size();
-        if (visit(node)) tvr_append_children(node, waiting);
+        if (visit(node)) append_parts(node, waiting);
         std::reverse(waiting.begin() + ptrdiff_t(below), waiting.end());
     }
 }

@@ -3,7 +3,6 @@
 // Walks over parts of a tree, without recursion and so at any depth. Thread: one compile.
 
 #include <functional>
-#include <vector>
 
 #include "frontend/syntax/ast_node.h"
 
@@ -19,6 +18,3 @@ void tvr_walk_own_expressions(tvr_ast_list<tvr_ast_node*> statements,
 // Visits everything below a node, in source order. False from `visit` passes over what stands
 // below the node that was visited.
 void tvr_walk_all(const tvr_ast_node& start, const tvr_node_visitor& visit);
-
-// Appends the nodes directly below a node, in source order.
-void tvr_append_children(const tvr_ast_node& node, std::vector<const tvr_ast_node*>& into);

@@ -178,7 +178,7 @@
     OP(0x48, num_expr, 200, "x")                  \
     OP(0x49, call_method, 32, "c")
 
-#define TVR_INSTRUCTION_ENUM(code, name, size, fields) tvr_op_##name = code,
+#define TVR_INSTRUCTION_ENUM(code, name, size, fields) tvr_op_##name = (code),
 enum tvr_opcode : uint8_t { TVR_INSTRUCTIONS(TVR_INSTRUCTION_ENUM) };
 #undef TVR_INSTRUCTION_ENUM
 

@@ -4,14 +4,25 @@
 #include <cstring>
 #include <iterator>
 
+// Of equal names the last one counts.
 uint32_t tvr_program_block_symbol_table::add(std::string_view name) {
     const auto index = uint32_t(names.size());
     names.emplace_back(name);
+    if (names.size() <= few) return index;
+    if (places.empty()) {
+        for (uint32_t i = 0; i < index; ++i) places.insert_or_assign(names[i], i);
+    }
     places.insert_or_assign(names.back(), index);
     return index;
 }
 
 uint32_t tvr_program_block_symbol_table::find(std::string_view name) const {
+    if (names.size() <= few) {
+        for (size_t i = names.size(); i > 0; --i) {
+            if (names[i - 1] == name) return uint32_t(i - 1);
+        }
+        return none;
+    }
     const auto found = places.find(name);
     return found != places.end() ? found->second : none;
 }

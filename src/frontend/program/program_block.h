@@ -64,8 +64,11 @@ public:
     size_t size() const { return names.size(); }
 
 private:
+    // Up to so many names are looked through one by one, which is faster than hashing.
+    static constexpr size_t few = 12;
+
     std::vector<std::string> names;
-    tvr_by_name<uint32_t> places;
+    tvr_by_name<uint32_t> places;  // empty while there are few
 };
 
 class tvr_program_block_routine : public tvr_program_block_base {

@@ -59,6 +59,26 @@ function(tavro_test folder)
         PROPERTIES LABELS "${folder}-${ARG_SPEED}" TIMEOUT 300)
 endfunction()
 
+# tavro_module(NAME SOURCES ...): a native module in the packages of the build tree, from the folder
+# NAME/ with its package.tvr and src/. It includes the engine's headers and links nothing of it: it
+# binds to the engine of the program that loads it.
+function(tavro_module name)
+    cmake_parse_arguments(ARG "" "" "SOURCES" ${ARGN})
+    set(folder ${PROJECT_BINARY_DIR}/packages/${name})
+    add_library(${name} MODULE ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/src)
+    target_link_libraries(${name} PRIVATE Threads::Threads)
+    set_target_properties(${name} PROPERTIES PREFIX "" OUTPUT_NAME ${name}.tvrmodule
+        LIBRARY_OUTPUT_DIRECTORY ${folder}/native/linux_x64)
+    file(COPY ${name}/package.tvr ${name}/src DESTINATION ${folder})
+endfunction()
+
+# tavro_module_host(TARGET): a program that loads modules holds the engine whole and exports it.
+function(tavro_module_host target)
+    set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON
+        LINK_LIBRARY_OVERRIDE_tavro_engine WHOLE_ARCHIVE)
+endfunction()
+
 # tavro_bench(FOLDER SOURCES ... LINKS ...): the benchmark program of a folder.
 function(tavro_bench folder)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})

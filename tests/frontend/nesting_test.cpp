@@ -1,32 +1,11 @@
 #include "frontend/syntax/nesting.h"
 #include "front_end.h"
 
-#include <pthread.h>
-
-#include <functional>
-
 #include <gtest/gtest.h>
 
+#include "small_stack.h"
+
 namespace {
-
-constexpr size_t small_stack_bytes = 512 * 1024;
-
-// Runs on a thread with a small stack: what does not overflow there overflows nowhere.
-void on_small_stack(const std::function<void()>& work) {
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    ASSERT_EQ(pthread_attr_setstacksize(&attributes, small_stack_bytes), 0);
-    pthread_t thread;
-    const auto run = [](void* what) -> void* {
-        (*static_cast<const std::function<void()>*>(what))();
-        return nullptr;
-    };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run,
-                             const_cast<void*>(static_cast<const void*>(&work))),
-              0);
-    pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-}
 
 std::string times(size_t count, std::string_view text) {
     std::string out;

@@ -65,6 +65,7 @@ tvr_class* tvr_class::take_dying() {
         signals->lower(tvr_signal_dying);
     }
     oldest->queued = false;
+    oldest->destructors_ran = true;
     return oldest;
 }
 

@@ -37,7 +37,7 @@ public:
     bool has_member(std::string_view name) const override;
 
     // Takes the oldest of the dying instances off the queue; null when there is none. Whoever takes
-    // it makes a pointer to it, runs its destructors, says so in destructors_ran, and lets it go.
+    // it makes a pointer to it, runs its destructors, and lets it go.
     static tvr_class* take_dying();
 
     // Joins the queue of the dying, once. False when no destructor has to run any more. Also for
@@ -52,7 +52,7 @@ public:
     tvr_task* scope = nullptr;  // whose globals its methods see; root tasks outlive all instances
     tvr_class* next_dying = nullptr;
     bool queued = false;  // with the dying
-    bool destructors_ran = false;
+    bool destructors_ran = false;  // or are about to
     uint8_t slot = tvr_not_pooled;
 
 protected:

@@ -113,7 +113,7 @@ std::vector<std::string> tvr_namespace::names() const {
     for (const auto& [known, entry] : functions) all.push_back(known);
     for (const auto& [known, entry] : variables) all.push_back(known);
     std::ranges::sort(all);
-    all.erase(std::ranges::unique(all).begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
     return all;
 }
 

@@ -38,3 +38,14 @@ void tvr_global_instance::init_all_modules(tvrscript& script) {
 bool tvr_global_instance::import_external_module(tvrscript& script, const std::string& name) {
     return tvr_module_loader(script, *this).import_package(name);
 }
+
+void tvr_global_instance::add_package_sources(const std::string& folder) {
+    tvr_lock hold(mutex);
+    if (std::ranges::find(source_folders, folder) != source_folders.end()) return;
+    source_folders.push_back(folder);
+}
+
+std::vector<std::string> tvr_global_instance::package_sources() const {
+    tvr_lock hold(mutex);
+    return source_folders;
+}

@@ -64,11 +64,17 @@ public:
     // interpreter; see module_loader.h. False, with the reason in the log. May block on the disk.
     bool import_external_module(tvrscript& script, const std::string& name);
 
+    // The folders of scripts of the packages that were loaded: every interpreter that knows their
+    // namespaces searches them too.
+    void add_package_sources(const std::string& folder) TVR_EXCLUDES(mutex);
+    std::vector<std::string> package_sources() const TVR_EXCLUDES(mutex);
+
 private:
     std::vector<const tvr_function_module*> known_modules() const TVR_EXCLUDES(mutex);
 
     mutable tvr_mutex mutex;
     std::vector<const tvr_function_module*> modules TVR_GUARDED_BY(mutex);
+    std::vector<std::string> source_folders TVR_GUARDED_BY(mutex);
 };
 
 // Adds the namespaces of the standard library; stdobj/. Called when the instance is made.

@@ -33,7 +33,7 @@ bool tvr_module_loader::import_package(const std::string& name) {
     if (folder.empty()) return false;
 
     tvr_filesys& files = script.file_sys();
-    const std::string sources = folder + "src";
+    sources = folder + "src";
     if (std::ranges::find(files.search_paths, sources) == files.search_paths.end()) {
         log.log("Adding module source path to search paths: ", sources);
         files.search_paths.push_back(sources);
@@ -146,5 +146,6 @@ bool tvr_module_loader::take_namespaces(const std::string& name) {
         return false;
     }
     instance.init_all_modules(script);
+    instance.add_package_sources(sources);
     return true;
 }

@@ -43,4 +43,5 @@ private:
     tvr_global_instance& instance;
     DynamicLibrary library;
     std::string library_path;
+    std::string sources;  // the folder of its scripts
 };

@@ -54,6 +54,7 @@ bool tvrscript::bind_to_thread() {
     lend_to_thread(local);
     local.owns_interpreter = true;
     owner.store(&local);
+    log_bound.bound = true;
     return true;
 }
 
@@ -112,6 +113,7 @@ void tvrscript::set_search_paths() {
             if (own_files.is_directory(each)) first_to_last.push_back(each);
         }
     }
+    for (const std::string& each : tvr_global().package_sources()) first_to_last.push_back(each);
     std::reverse(first_to_last.begin(), first_to_last.end());
     given_paths.emplace(*files_in_use, std::move(first_to_last));
 }

@@ -48,6 +48,13 @@ class tvr_function_module;
 class tvr_log_base;
 
 class tvrscript {
+    // The thread's log goes last, behind all that may have something to say.
+    struct log_binding {
+        ~log_binding();
+        bool bound = false;
+    };
+    log_binding log_bound;
+
 public:
     tvrscript();
     // Ends all tasks, children first, joins the workers, runs the destructors that remain, and

@@ -29,13 +29,16 @@ void forget_thread(tvr_thread_local& local) {
     local.lock = nullptr;
     local.signals = nullptr;
     local.updates = nullptr;
-    local.log = nullptr;
     local.filesys = nullptr;
     local.errors = nullptr;
     local.owns_interpreter = false;
 }
 
 }  // namespace
+
+tvrscript::log_binding::~log_binding() {
+    if (bound) tvr_local().log = nullptr;
+}
 
 tvrscript::~tvrscript() {
     tvr_thread_local& local = tvr_local();

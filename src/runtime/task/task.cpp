@@ -262,6 +262,9 @@ void tvr_task::release_global_values() {
 void tvr_task::release_global_scope() {
     tvr_drop_frames(*this);
     tvr_free_globals(*this);
+    result.release();
+    function.release();
+    program.release();
     const tvrptr_strong<tvr_task> last = std::move(kept_alive);
 }
 

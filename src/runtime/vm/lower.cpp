@@ -220,7 +220,7 @@ bool tvr_lowering::lower_constant(block& in, const uint8_t* at) {
 bool tvr_lowering::lower_operator(const uint8_t* at) {
     const auto binary = [&](op what) {
         const int left = read(below()), right = read(top());
-        pop();
+        forget();
         emit(what, top().home, left, right);
         set_temporary(top(), top().home);
         return true;
@@ -304,7 +304,7 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
     case tvr_op_json_expression: {
         const int container = read(below()), index = read(top());
         const int end = is_temporary(index) ? std::max(top().end, index + 1) : 0;
-        pop();
+        forget();
         set_top(entry::kind::element);
         top().object = container;
         top().index = index;
@@ -331,8 +331,7 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
         } else {
             emit(op::op_append, read(below()), read(top()));
         }
-        top().is = entry::kind::none;
-        pop();
+        forget();
         return true;
     }
     case tvr_op_set_lambda: {
@@ -342,8 +341,7 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
         }
         const int value = read(top());
         emit(op::op_capture, read(below()), value);
-        top().is = entry::kind::none;
-        pop();
+        forget();
         return true;
     }
     default: return false;

@@ -24,9 +24,9 @@ int tvr_lowering::count_variables(tvr_program_block_routine& routine) const {
         inside = std::max(inside, count_variables(sub));
         if (sub.catch_block) inside = std::max(inside, count_variables(*sub.catch_block));
     }
-    for (const uint32_t block : routine.default_blocks) {
-        if (block == tvr_program_block_routine::no_defaults) continue;
-        inside = std::max(inside, count_variables(*sub_routine(routine, block)));
+    for (const uint32_t index : routine.default_blocks) {
+        if (index == tvr_program_block_routine::no_defaults) continue;
+        inside = std::max(inside, count_variables(*sub_routine(routine, index)));
     }
     if (const auto* as_class = dynamic_cast<const tvr_program_block_class*>(&routine)) {
         for (const auto& base : as_class->bases) {

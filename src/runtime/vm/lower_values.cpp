@@ -182,8 +182,7 @@ void tvr_lowering::assign() {
             emit(op::op_move, read(target), from);
         }
     }
-    top().is = entry::kind::none;
-    pop();
+    forget();
     last_result = -1;
 }
 

@@ -92,7 +92,8 @@ private:
     entry& top() { return stack.back(); }
     entry& below() { return stack[stack.size() - 2]; }
     void push(entry::kind is = entry::kind::none);
-    void pop();
+    void pop();                          // what nobody has read is dropped
+    void forget() { stack.pop_back(); }  // what an operation has read
     void set_top(entry::kind is, int reg = 0);
     void set_temporary(entry& e, int reg);
     int read(entry& e);     // its register, after what is needed to have it there

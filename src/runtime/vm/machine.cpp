@@ -405,14 +405,16 @@ at_jump_given : {
 }
 
 at_self : {
-    tvrvar_shared value = tvrvar_shared::make();
     frame->next = op;
-    if (frame->self) {
-        value->as_class(frame->self.get());
-    } else {
-        runtime_error("object not valid.");
+    {  // a jump by computed address would pass the destructor by
+        tvrvar_shared value = tvrvar_shared::make();
+        if (frame->self) {
+            value->as_class(frame->self.get());
+        } else {
+            runtime_error("object not valid.");
+        }
+        tvr_put_owned(*frame, op->a, std::move(value));
     }
-    tvr_put_owned(*frame, op->a, std::move(value));
     AFTER_STEP(1);
 }
 

@@ -245,6 +245,7 @@ namespace {
 // A class and its bases have one destructor each at most; the most derived one runs first.
 void run_destructors_of(tvr_task& task, const tvrptr_strong<tvr_class>& instance) {
     const tvrptr_strong<tvr_program_block_class> definition = instance->definition.lock();
+    instance->destructors_ran = true;
     if (!definition) return;
     for (const auto& level : definition->levels) {
         for (const auto& method : level.methods) {

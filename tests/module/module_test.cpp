@@ -1,0 +1,250 @@
+// Packages and what can be wrong with them, and a native class of another library.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "../runtime/interpreter.h"
+#include "runtime/object/object.h"
+#include "runtime/script/global.h"
+#include "runtime/value/value.h"
+
+using namespace tavro::test;
+
+namespace {
+
+tvrscript_config_default packages_of(const char* folder) {
+    tvrscript_config_default config;
+    config.search_paths = {folder};
+    return config;
+}
+
+TEST(module_loader, says_what_is_wrong_with_a_package) {
+    const struct {
+        const char* name;
+        const char* message;
+    } rows[] = {
+        {"cabi", "E TODO: load CABI modules cabi"},
+        {"strange", "E Unknown module subsystem 'MODULE_X' for module 'strange'."},
+        {"null_check", "E tavroglue_check() returned null"},
+        {"no_check", "does not export tavroglue_check()"},
+        {"no_entry", "does not export tavroglue_entry()"},
+        {"own_engine", "E Module 'own_engine' brought an engine of its own"},
+        {"newer",
+         "W Module 'newer' was built with a newer version of TavroScript (3002) than the current "
+         "runtime (3001). Loading might fail or crash."},
+        {"older",
+         "W Module 'older' was built with an older version of TavroScript (3000, current 3001). "
+         "Please upgrade the package."},
+        {"newer", "E tavroglue() returned null"},
+        {"nowhere", "E No package.tvr found for module 'nowhere'."},
+        {"../packages", "E No package.tvr found"},
+    };
+    listening_log log;
+    interpreter in(log, false, packages_of(BROKEN_PACKAGES));
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        EXPECT_FALSE(tvr_global().import_external_module(in.script, row.name));
+        EXPECT_TRUE(log.heard(row.message)) << log.said();
+        log.said();
+    }
+}
+
+// A folder for packages of this test, gone at its end.
+class package_folder {
+public:
+    package_folder() {
+        std::string name = testing::TempDir() + "tavro_packages_XXXXXX";
+        path = ::mkdtemp(name.data());
+    }
+    ~package_folder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+    package_folder(const package_folder&) = delete;
+    package_folder& operator=(const package_folder&) = delete;
+
+    void write(const std::string& name, std::string_view text) const {
+        const std::filesystem::path file = std::filesystem::path(path) / name;
+        std::filesystem::create_directories(file.parent_path());
+        std::ofstream(file) << text;
+    }
+
+    std::string path;
+};
+
+TEST(module_loader, says_what_is_wrong_with_files) {
+    const package_folder first, second;
+    first.write("torn/package.tvr", "name torn\n");
+    first.write("empty/package.tvr", "");
+    first.write("text/package.tvr", "");
+    first.write("text/native/linux_x64/text.tvrmodule.so", "no library");
+    second.write("empty/package.tvr", "");
+
+    tvrscript_config_default config;
+    config.search_paths = {first.path, second.path};
+    listening_log log;
+    interpreter in(log, false, config);
+    const auto fails_with = [&](const char* name, const std::string& message) {
+        EXPECT_FALSE(tvr_global().import_external_module(in.script, name));
+        EXPECT_TRUE(log.heard(message)) << log.said();
+    };
+    fails_with("torn", "torn/package.tvr: line 1 is not of the form: key = value");
+    fails_with("text", "E Cannot load the library of module 'text': ");
+    fails_with("empty", "E No module library found in " + first.path + "/empty/native/linux_x64/");
+    EXPECT_TRUE(
+        log.heard("W Multiple package.tvr files found for module 'empty'. Using the first "
+                  "one found (TODO internal: add version check, select newest!)."));
+    EXPECT_TRUE(
+        log.heard("L Adding module source path to search paths: " + first.path + "/empty/src"));
+}
+
+class testmod : public testing::Test {
+protected:
+    // What a script prints, with the errors it ends in.
+    std::string run(const std::string& text) {
+        const auto task = in.start("import testmod;\n" + text);
+        in.run_until([&] { return !task || task->ended(); });
+        return log.said();
+    }
+
+    listening_log log;
+    interpreter in{log, false, packages_of(TEST_PACKAGES)};
+};
+
+TEST_F(testmod, is_loaded_once_and_known_to_every_interpreter) {
+    EXPECT_EQ(run("std.print(testmod.add(1, 2), testmod.version);"), "3 1.1|");
+    EXPECT_EQ(run("std.print(add(3, 4));"), "7|");
+    EXPECT_NE(tvr_global().find_module("testmod"), nullptr);
+    std::string elsewhere;
+    std::thread([&] {
+        listening_log other_log;
+        interpreter other(other_log, false);
+        const auto task = other.start("std.print(testmod.add(5, 6));");
+        other.run_to_end();
+        elsewhere = other_log.said();
+    }).join();
+    EXPECT_EQ(elsewhere, "11|");
+}
+
+TEST_F(testmod, tells_how_it_was_loaded) {
+    EXPECT_TRUE(tvr_global().import_external_module(in.script, "testmod"));
+    const std::string folder = TEST_PACKAGES "/testmod/";
+    for (const std::string& line : {
+             std::string("L Loading external module: testmod"),
+             "L Adding module source path to search paths: " + folder + "src",
+             "L Checking 1 files in module platform dir: " + folder + "native/linux_x64/",
+             "L Loading module library: " + folder + "native/linux_x64/testmod.tvrmodule.so",
+             std::string("L Module 'testmod' compatibility check passed (version 3001)."),
+         }) {
+        EXPECT_TRUE(log.heard(line)) << line;
+    }
+}
+
+TEST_F(testmod, its_class_is_at_home_in_scripts) {
+    const struct {
+        const char* what;
+        const char* text;
+        const char* printed;
+    } rows[] = {
+        {"made with arguments", "std.print(lamp(7).level, lamp().level);", "7 0|"},
+        {"methods chain", "std.print(lamp(1).fade(2).fade(3, 4).level);", "15|"},
+        {"members are written", "l = lamp(); l.level = 5; l.level += 2; std.print(l.level);", "7|"},
+        {"operators", "l = lamp(5); std.print(l + 2, 3 * l, l == 5, l == 6);", "7 15 1 0|"},
+        {"indices and size", "l = lamp(5); std.print(l[3], std.size(l));", "15 5|"},
+        {"assignment shares", "a = lamp(1); b = a; b.level = 9; std.print(a.level);", "9|"},
+        {"a method keeps its object", "f = lamp(4).fade; std.print(f(1).level);", "5|"},
+        {"callbacks", "std.print(lamp(4).each((i) { return i * 10; }));", "60|"},
+        {"its type has a name", "std.print(std.instanceof(lamp(), \"testmod.lamp\"));", "1|"},
+        {"docs", "std.print(std.docs(\"testmod.lamp.fade\").description);", "Changes the level.|"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(run(row.text), row.printed);
+    }
+}
+
+// Also in an interpreter that knows the namespace since another one has loaded it.
+TEST_F(testmod, its_scripts_are_found_once_it_is_loaded) {
+    const char* text =
+        "#include \"testmod_scripts.tvio\"\nstd.print(brightest(lamp(3), lamp(8)).level);";
+    EXPECT_EQ(run(""), "");
+    EXPECT_EQ(run(text), "8|");
+    std::thread([&] {
+        listening_log other_log;
+        interpreter other(other_log);
+        other.start("import testmod;\n" + std::string(text));
+        other.run_to_end();
+        EXPECT_EQ(other_log.said(), "8|");
+    }).join();
+}
+
+TEST_F(testmod, its_errors_are_errors_of_the_script) {
+    const struct {
+        const char* call;
+        const char* message;
+    } rows[] = {
+        {"lamp().break_down()", "break_down: the lamp is broken"},
+        {"lamp().explode()", "explode: unknown native exception"},
+        {"lamp().refuse()", "lamp.refuse: no"},
+        {"lamp().fade()", "invalid parameter count 0 min: 1 max: 2"},
+        {"lamp().frames = 1", "A member of 'testmod.lamp' cannot be written."},
+        {"lamp(3).each((i) { std.raise(\"inside\"); })", "inside"},
+        {"lamp(3).each((i) { lamp().break_down(); })", "break_down: the lamp is broken"},
+        {"lamp(3).each((i) { std.wait(1); })",
+         "Cannot wait inside a destructor or a callback of a native function."},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.call);
+        const std::string text = tvr_join("try { ", row.call, "; } catch (e) { std.print(e); }");
+        EXPECT_EQ(run(text), tvr_join(row.message, "|"));
+    }
+}
+
+TEST_F(testmod, its_hooks_run_before_and_after_the_tasks) {
+    EXPECT_EQ(
+        run("l = lamp(); std.wait(0); std.print(l.frames); std.wait(0); std.print(l.frames);"),
+        ">\x3c|><>\x3c|");
+    EXPECT_TRUE(in.script.has_work());  // the global holds a lamp
+}
+
+TEST_F(testmod, another_thread_resumes_its_callers) {
+    EXPECT_EQ(run("std.print(lamp(6).measure(true));"), "6|");
+    EXPECT_EQ(run("try { lamp(6).measure(false); } catch (e) { std.print(e); }"), "too dark|");
+    EXPECT_EQ(run("l = lamp(0);\n"
+                  "for (i = 0; i < 200; i++) { l.level = l.measure(true) + 1; }\n"
+                  "std.print(l.level);"),
+              "200|");
+}
+
+TEST_F(testmod, objects_end_with_their_interpreter) {
+    const auto count = [] {
+        tvr_namespace root("");
+        tvr_global().find_module("testmod")->fill(root);
+        tvr_vm_context frame;
+        tvr_native_args none;
+        return root.find_function("lamps")->callback(nullptr, frame, none)->int_value();
+    };
+    EXPECT_EQ(run("l = lamp(1); keep = [lamp(2), l];"), "");
+    std::thread([&] {
+        listening_log other_log;
+        interpreter other(other_log, false, packages_of(TEST_PACKAGES));
+        other.start(
+            "import testmod; l = lamp(3); l.measure(true); for (true) { l.measure(true); }");
+        for (int frame = 0; frame < 3; ++frame) other.script.update();
+    }).join();
+    EXPECT_EQ(count(), 2);
+}
+
+TEST(restricted_mode, loads_no_other_module) {
+    tvrscript_config_default config = packages_of(TEST_PACKAGES);
+    config.restricted_mode = true;
+    config.allowed_namespaces = {"std", "test"};
+    listening_log log;
+    interpreter in(log, false, config);
+    EXPECT_FALSE(tvr_global().import_external_module(in.script, "testmod"));
+    EXPECT_EQ(log.said(), "E Cannot import namespace 'testmod'|");
+}
+
+}  // namespace

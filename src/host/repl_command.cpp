@@ -82,8 +82,8 @@ prompt::~prompt() {
 // On the interrupter's thread. SIGINT gives up what runs or is being typed, SIGTERM leaves.
 interrupter::answer prompt::interrupt(int signal) {
     if (signal == SIGTERM) leaving = true;
+    eventfd_write(interrupted, 1);  // first: the stop is looked at together with it
     if (running || leaving) script.request_stop(exit_ok);
-    eventfd_write(interrupted, 1);
     return leaving ? interrupter::answer::let_next_kill : interrupter::answer::go_on;
 }
 

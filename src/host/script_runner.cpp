@@ -45,10 +45,12 @@ void script_runner::run_to_end(const tvrptr_strong<tvr_task>& root) {
 }
 
 void script_runner::turn() {
-    const double now = tvr_now_s();
     // Frames keep their beat; those that were missed are not made up for.
-    next_frame = std::max(next_frame, now);
-    if (next_frame <= now) next_frame = now + frame_s;
+    const double now = tvr_now_s();
+    if (next_frame <= now) {
+        next_frame += frame_s;
+        if (next_frame <= now) next_frame = now + frame_s;
+    }
     script.update();
 }
 

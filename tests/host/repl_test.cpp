@@ -61,7 +61,9 @@ TEST(repl, names_live_on) {
          "l.level\n",
          "4\n"},
         {"variables defined anew", "x = 1\nlet x = 2\nx\n", "2\n"},
-        {"using", "using std.math;\nx = 1\n", ""},
+        {"only what was defined",
+         "f = (a) { return a; };\nlambda = 5\ng = (a) { return a; };\nlambda\n", "5\n"},
+        {"a function that waits", "def f() { std.wait(1); return 4; }\nf()\n", "4\n"},
     };
     for (const row& r : rows) {
         SCOPED_TRACE(r.what);

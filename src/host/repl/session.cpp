@@ -1,5 +1,8 @@
 #include "host/repl/session.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "frontend/syntax/lexer.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/log/log.h"
@@ -58,6 +61,16 @@ void frame_input(tvr_ast& tree) {
     });
 }
 
+// Whether the input has a function of this name: lambdas and inner blocks have names as well.
+bool defines_function(const tvr_program_block_root& program, std::string_view name) {
+    const auto& nodes = program.ast->roots;
+    return std::any_of(nodes.begin(), nodes.end(), [&](const tvr_ast_node* node) {
+        if (node->type != tvr_ast_node_type::node_function_def) return false;
+        const auto& definition = static_cast<const tvr_ast_node_function_def&>(*node);
+        return !definition.lambda && definition.name->text() == name;
+    });
+}
+
 // Hears nothing: for texts that are only tried.
 class deaf {
 public:
@@ -106,7 +119,7 @@ void session::keep_names(tvr_task& root, tvr_program_block_root& program) {
         keep_value(program.variables.name_at(i), tvrvar_shared(root.root_frame->cells[i]));
     }
     for (const auto& block : program.sub_blocks) {
-        if (block->name.empty() || block->kind != tvr_block_kind::function) continue;
+        if (!defines_function(program, block->name)) continue;
         tvrvar_shared function = tvrvar_shared::make();
         function->as_function(block.get(), &root);
         keep_value(block->name, std::move(function));

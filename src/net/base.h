@@ -62,6 +62,7 @@ public:
     void send_tvr_poll();
     void send_auth_req(const std::shared_ptr<tvrnet_device>& device);
     void send_tvr_alive_check(const tvrnet_adr& to);
+    void send_art_poll_reply(const tvrnet_ip& to);
 
     // Art-Net that comes in, and the state of its universes.
     artnet_listener artnet;
@@ -79,11 +80,14 @@ private:
     void handle_alive_check(const tvrnet_ip& from, const tvrnet_pkt& p);
     void handle_alive_reply(const tvrnet_pkt& p);
     std::shared_ptr<tvrnet_device> device_in_handshake(const tvrnet_adr& adr);
-    std::shared_ptr<tvrnet_device> any_device(const tvrnet_mac& mac);
+    void forget_oldest_pending();
+    void forget_oldest_unknown();
     void take_session(const tvrnet_mac& mac, uint32_t session_id);
     void begin_packet(tvrnet_pkt& p, tvrnet_pkt_type type, const tvrnet_mac& to) const;
     void send_control(tvrnet_pkt& p, const tvrnet_ip& to);
     void send_beacon(const tvrnet_ip& to, const tvrnet_mac& destination, bool broadcast);
+    void put_name(tvrnet_pkt& p) const;
+    static void take_names(tvrnet_device& device, const uint8_t* record, size_t size);
     size_t write_auth_record(uint8_t* out, const uint32_t* session_id) const;
 
     // Setup after it (base_setup.cpp).
@@ -93,11 +97,16 @@ private:
     void take_connection_record(const std::shared_ptr<tvrnet_device>& device, const uint8_t* data,
                                 size_t size, bool success);
     void answer_init_device(const uint8_t* data, size_t size, const tvrnet_pkt_header& header);
-    bool write_connection_record(tvrnet_answer& out) const;
+    void write_connection_record(tvrnet_answer& out) const;
+    std::vector<uint32_t> known_hashes() const;
 
     // Requests (base_requests.cpp).
     void handle_request(const tvrnet_ip& from, const uint8_t* data, size_t size,
                         const tvrnet_pkt_header& header);
+    const char* serve_request(uint32_t hash, const tvrnet_request& request,
+                              const tvrnet_pkt_header& header, tvrnet_answer& answer);
+    void answer_check(const uint8_t* data, size_t size, const tvrnet_pkt_header& header);
+    void take_check_answer(const uint8_t* data, size_t size, const tvrnet_pkt_header& header);
     void handle_answer(const uint8_t* data, size_t size, const tvrnet_pkt_header& header,
                        bool success);
 
@@ -113,9 +122,7 @@ private:
     std::vector<std::shared_ptr<tvrnet_device>> fresh;  // connected, and not yet told
     std::unordered_map<uint32_t, std::shared_ptr<const tvrnet_request_handler>> requests;
     tvrnet_timer poll;
-    bool polled = false;
-    tvrnet_timer watch{0, watch_ms};
-    tvrnet_timer forget{0, watch_ms};
+    tvrnet_timer watch{watch_ms};
     int turn = 0;
     uint64_t turn_began_ms = 0;
     size_t next_device = 0;  // of those who take turns

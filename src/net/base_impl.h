@@ -46,7 +46,7 @@ public:
     void handle_response_failed(uint64_t ticket);
     void handle_response_disconnect(const tvrnet_mac& mac);
 
-    void handle_artnet_reply(const tvrnet_ip& from, const artnet_poll_reply& reply);
+    void handle_artnet_reply(const tvrnet_ip& from, artnet_poll_reply reply);
 
     uint64_t now_ms() const { return now; }  // of this update
 
@@ -65,7 +65,8 @@ protected:
     void handle_ack(const tvrnet_ip& from, const tvrnet_pkt_ack& ack) override;
     void on_sign_of_life(const tvrnet_mac& mac) override;
     void fail_late_responses();
-    std::shared_ptr<tvrnet_device> find_in(device_map& map, const tvrnet_mac& mac);
+    // Connected, or still in the handshake; null without either.
+    std::shared_ptr<tvrnet_device> any_device(const tvrnet_mac& mac);
 
     tvr_mutex node_mutex;
     device_map devices TVR_GUARDED_BY(node_mutex);
@@ -75,6 +76,8 @@ protected:
         artnet_devices;
 
 private:
+    void forget_silent_artnet_device(const tvrnet_ip& spared);
+
     struct response_wait {
         tvrnet_mac asked;
         tvrnet_answer_callback callback;

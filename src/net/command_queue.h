@@ -56,7 +56,7 @@ struct command_buffer_s {
     size_t highest_resend = 0;
     uint64_t first_chunk_ms = 0;  // when chunk 0 went out
     bool delayed = false;         // the peer was busy
-    tvrnet_timer delay{0, busy_ms};
+    tvrnet_timer delay{busy_ms};
     size_t resent_count = 0;
     uint32_t ack_sequence = 1;
 
@@ -95,6 +95,7 @@ public:
 
 private:
     row& row_of(tvrnet_queue queue);
+    void move(command_buffer_s& command, row& target, row::iterator before);
 
     row waiting;                     // of normal and responses
     uint64_t next_due = UINT64_MAX;  // ms, the smallest idle_until among them, or earlier

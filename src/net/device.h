@@ -27,9 +27,9 @@ class tvrnet_base_impl;
 
 // Of the handshake with a peer.
 struct auth_info_s {
-    tvrnet_timer handshake{0, 5000};  // after so long a pending device is given up
-    tvrnet_timer request{0, 500};     // between two requests
-    uint32_t session_id = 0;          // ours for this peer, fresh
+    tvrnet_timer handshake{5000};  // after so long a pending device is given up
+    tvrnet_timer request{500};     // between two requests
+    uint32_t session_id = 0;       // ours for this peer, fresh
 };
 
 // The answer to a request: data, size and format, and whether there was one.
@@ -41,6 +41,7 @@ public:
     static constexpr size_t max_name = 16, max_type_name = 62;  // bytes
     static constexpr float least_rate = 0.1F, most_rate = 1000.0F, first_rate = 64.0F;
     static constexpr size_t max_commands = 65536;  // on their way; send_reliable refuses more
+    static constexpr size_t max_peer_commands = 65536;
     static constexpr uint64_t default_timeout_ms = 60000;
     static constexpr uint64_t known_timeout_ms = 10000, other_timeout_ms = 6000;
     static constexpr int known_type = 1;
@@ -54,11 +55,9 @@ public:
         uint64_t interval_ms = fetch_interval_ms;
         uint64_t timeout_ms = 0;  // 0: asks until it is answered
 
-        bool begun = false;
         bool answered = false;
         uint64_t began_ms = 0;
         tvrnet_timer repeat;
-        uint64_t ticket_id = 0;  // of the last request
     };
 
     tvrnet_device(tvrnet_base_impl& owner, const tvrnet_adr& address);
@@ -85,8 +84,13 @@ public:
     // ("tvrnet_response_ack_...", the ticket of the request).
     uint64_t send_request(uint32_t command_hash, const void* data, size_t size,
                           tvrnet_pkt_dataformat format, uint64_t timeout_ms);
-    uint64_t send_response(const char* name, uint64_t request_ticket, const void* data, size_t size,
-                           tvrnet_pkt_dataformat format);
+    uint64_t send_response(const char* response, uint64_t request_ticket, const void* data,
+                           size_t size, tvrnet_pkt_dataformat format);
+
+    // A reliable command that may be taken while the handshake still runs, and goes out when the
+    // device is connected: what the peer asked for must not be lost because it was quicker.
+    uint64_t send_answer(const char* command, const void* data, size_t size,
+                         tvrnet_pkt_dataformat format, uint64_t timeout_ms = 0);
 
     // One packet, unreliable, at most 1336 bytes. False when it was not taken.
     bool send_out_of_band(const char* command, const void* data, size_t size,
@@ -117,15 +121,16 @@ public:
     void set_names(const std::string& peer_name, const std::string& peer_type_name);
     void sign_of_life(uint64_t now_ms);
     size_t commands_on_their_way() const { return queue.size(); }
+    bool is_on_its_way(uint64_t ticket) { return queue.find(ticket) != nullptr; }
 
     auth_info_s auth_info;
     std::string name = "UNKNOWN";
     std::string type_name = "UNKNOWN";
     tvrnet_adr adr;
-    int device_type = 0;  // 0 unknown, 1 a TavroNet device
-    uint64_t timeout_ms = default_timeout_ms;
+    int device_type = 0;                       // 0 unknown, 1 a TavroNet device
+    tvrnet_timer silence{default_timeout_ms};  // since the last sign of life, or being lost
     uint64_t last_seen_ms = 0;
-    tvrnet_timer check{0, 1};  // alive checks while lost; the interval doubles
+    tvrnet_timer check{1};     // alive checks while lost; the interval doubles
     int check_count = 0;       // doublings so far
     bool connected = false;    // the handshake is finished
     bool lost = false;         // a sign of life is overdue
@@ -134,11 +139,11 @@ public:
 
     // Setup after the handshake.
     bool init_device_answered = false;
-    uint64_t init_device_ticket = 0;  // on its way; 0 none
-    tvrnet_timer init_device{0, 500};
+    uint64_t init_device_ticket = 0;  // on its way; 0: none
+    tvrnet_timer init_device{500};
     bool init_done = false;   // "tvrnet_init_connection" was answered
     bool init_asked = false;  // and is waited for
-    tvrnet_timer init_connection{0, 500};
+    tvrnet_timer init_connection{500};
     int32_t peer_version = 0;
     bool peer_has_json = false, peer_has_json_v3 = false;
     std::vector<uint32_t> peer_commands;  // hashes
@@ -158,7 +163,7 @@ private:
     uint64_t send_command(const char* command, const void* data, size_t size,
                           tvrnet_pkt_dataformat format, tvrnet_queue queue, uint64_t timeout_ms);
     void fill_chunks(command_buffer_s& made, uint32_t command_hash, const void* data, size_t size,
-                     tvrnet_pkt_dataformat format);
+                     tvrnet_pkt_dataformat format) const;
     void fill_header(tvrnet_pkt_header& h, tvrnet_pkt_type type, uint32_t command_hash,
                      tvrnet_pkt_dataformat format) const;
     std::unique_ptr<command_buffer_s> get_free_buffer(size_t chunk_count, uint64_t timeout_ms);
@@ -178,11 +183,13 @@ private:
     bool serve_high_priority();
     bool serve_row(tvrnet_command_queue::row& row);
     bool drop_if_timed_out(command_buffer_s& command);
-    void stand_aside(command_buffer_s& command);
+    void stand_aside(command_buffer_s& command, uint64_t until_ms);
+    bool count_served();
     void serve_fetches();
-    bool serve_fetch(fetch_command_s& fetch);
+    bool serve_fetch(const std::shared_ptr<fetch_command_s>& fetch);
 
     void handle_marker(command_buffer_s& command, const tvrnet_pkt_ack& ack);
+    void answered_by_ack(command_buffer_s& command);
     void measure_round_trip(const command_buffer_s& command);
     void learn_from(const command_buffer_s& command);
 

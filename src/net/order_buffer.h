@@ -40,7 +40,6 @@ struct tvrnet_order_buffer {
     std::unique_ptr<tvrnet_command_bytes> data;
     tvrnet_chunk_bits have;
     size_t chunk_size = tvrnet_max_payload;
-    bool size_from_last = false;  // the last chunk came first and told the size of the others
     uint32_t missing = 0;
     int64_t last_in_order = -1;
     tvrnet_timer timeout;
@@ -67,6 +66,7 @@ private:
 struct tvrnet_endpoint_s {
     uint32_t session_id = tvrnet_no_session;  // the peer's own for us; none while unknown
     uint64_t last_life_ms = 0;
+    bool has_device = false;  // connected: kept however many strangers come
     std::map<uint64_t, std::unique_ptr<tvrnet_order_buffer>> open;  // by ticket, the oldest first
     tvrnet_finished_tickets finished;
 };

@@ -68,6 +68,7 @@ protected:
     // In one update; the rest waits for the next, so that sending is never starved.
     static constexpr size_t max_packets_per_update = 1024;
 
+    void handle_packet(const tvrnet_ip& from, tvrnet_pkt_type type, uint8_t* data, size_t length);
     void handle_tavronet_primitive(const tvrnet_ip& from, tvrnet_pkt& p, uint32_t length);
     void handle_tavronet_generic(const tvrnet_ip& from, tvrnet_pkt& p);
     void handle_tavronet_oob(const tvrnet_ip& from, const tvrnet_pkt& p);
@@ -84,7 +85,9 @@ protected:
     tvrnet_endpoint_s& endpoint_of(const tvrnet_mac& mac);
     tvrnet_endpoint_s* find_endpoint(const tvrnet_mac& mac);
 
-    // A new incarnation of a sender, or its end: nothing that it began or ended counts any more.
+    void forget_endpoint(const tvrnet_mac& mac);
+
+    // A new incarnation of a sender: nothing that it began or ended counts any more.
     void forget_commands_of(tvrnet_endpoint_s& sender);
 
     bool has_command(uint32_t hash) const { return commands.contains(hash); }
@@ -95,10 +98,8 @@ protected:
     uint64_t now = 0;  // ms, of this update
 
 private:
-    using buffer_map = decltype(tvrnet_endpoint_s::open);
-
-    void handle_small(const tvrnet_ip& from, tvrnet_pkt_type type, uint8_t* data);
-    bool accept_session(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_endpoint_s& sender);
+    tvrnet_endpoint_s* accept_session(const tvrnet_ip& from, const tvrnet_pkt& p);
+    bool make_room(tvrnet_endpoint_s& sender);
     bool can_be_opened(const tvrnet_pkt_header& h) const;
     bool recv_budget_exceeded(uint64_t size) const;
     tvrnet_order_buffer* open_buffer(const tvrnet_ip& from, const tvrnet_pkt& p,
@@ -106,10 +107,11 @@ private:
     void take_chunk(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_endpoint_s& sender,
                     tvrnet_order_buffer& buffer);
     void take_single(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_endpoint_s& sender);
-    void report_gap(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_order_buffer& buffer);
-    void finish(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_endpoint_s& sender);
+    void follow_order(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_order_buffer& buffer);
+    void finish(const tvrnet_ip& from, const tvrnet_pkt& p, tvrnet_endpoint_s& sender,
+                const uint8_t* data);
     void tell_holes(const tvrnet_ip& to, tvrnet_pkt_ack& ack, tvrnet_order_buffer& buffer);
-    void send_ack(const tvrnet_ip& to, tvrnet_pkt_ack& ack);
+    bool send_ack(const tvrnet_ip& to, tvrnet_pkt_ack& ack);
     tvrnet_pkt_ack ack_for(const tvrnet_pkt_header& h, tvrnet_ack_status status) const;
     void free_order_buffer(std::unique_ptr<tvrnet_order_buffer> buffer);
     void free_stale_buffers();
@@ -121,5 +123,5 @@ private:
     tvrnet_recycler<tvrnet_order_buffer> buffers;
     tvrnet_recycler_locked<tvrnet_command_bytes> memory;
     uint64_t open_bytes = 0;  // announced by all open buffers
-    tvrnet_timer sweep{0, sweep_ms};
+    tvrnet_timer sweep{sweep_ms};
 };

@@ -69,10 +69,9 @@ protected:
 
 private:
     void count(const tvrnet_ip& from, uint64_t now_ms, bool passed) TVR_EXCLUDES(seen_mutex);
-    void handle_diagnostics(const tvrnet_ip& from, const tvrnet_pkt_diagnostic& told)
+    void handle_diagnostics(const tvrnet_ip& from, const uint8_t* data, size_t length)
         TVR_EXCLUDES(seen_mutex);
-    void handle_diagnostics_request(const tvrnet_ip& from,
-                                    const tvrnet_pkt_diagnostic_request& asked)
+    void handle_diagnostics_request(const tvrnet_ip& from, const uint8_t* data, size_t length)
         TVR_EXCLUDES(seen_mutex);
     void forget_most_silent() TVR_REQUIRES(seen_mutex);
 

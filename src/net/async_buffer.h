@@ -97,6 +97,16 @@ public:
                read_place.offset == filled[writer].load(std::memory_order_acquire);
     }
 
+    // One thread that has both sides, with nothing left to read: begins at the first slot again,
+    // whose memory is still warm.
+    void rewind() {
+        const size_t slot = write_slot.load(std::memory_order_relaxed);
+        if (slot == 0) return;
+        filled[0].store(0, std::memory_order_relaxed);
+        write_slot.store(0, std::memory_order_relaxed);
+        release({0, 0});
+    }
+
     bool overflow = false;  // writer's: a packet was refused since this was last cleared
 
 private:

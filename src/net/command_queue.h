@@ -89,6 +89,10 @@ public:
     void wake_due(uint64_t now_ms);
 
     size_t size() const { return by_ticket.size(); }
+    // Some command has chunks to send.
+    bool has_ready() const {
+        return !high_priority.empty() || !normal.empty() || !responses.empty();
+    }
     uint64_t any_ticket() const;  // of some command; needs one
 
     row high_priority, acknowledged, normal, responses;

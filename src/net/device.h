@@ -121,6 +121,8 @@ public:
     void set_names(const std::string& peer_name, const std::string& peer_type_name);
     void sign_of_life(uint64_t now_ms);
     size_t commands_on_their_way() const { return queue.size(); }
+    // Nothing more would go out now, however often update() is called.
+    bool must_wait() const { return !queue.has_ready(); }
     bool is_on_its_way(uint64_t ticket) { return queue.find(ticket) != nullptr; }
 
     auth_info_s auth_info;

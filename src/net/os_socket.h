@@ -16,11 +16,14 @@
 // Threads: see socket.h. Each ring has one writer and one reader. Descriptors close, and threads
 // are joined, in the destructor.
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <thread>
+#include <vector>
 
 #include "base/sync.h"
 #include "net/async_buffer.h"
@@ -39,7 +42,7 @@ struct tvrnet_socket_options {
 
 class GenericOSUDPSocket final : public GenericUDPSocket {
 public:
-    explicit GenericOSUDPSocket(const tvrnet_socket_options& asked);
+    explicit GenericOSUDPSocket(const tvrnet_socket_options& asked = {});
     ~GenericOSUDPSocket() override;
 
     bool init() override;
@@ -56,6 +59,7 @@ public:
 
 private:
     static constexpr size_t front_slots = 512, bulk_slots = 10240, small_slots = 256;
+    static constexpr size_t max_diagnostics = 256;  // waiting; more are refused
     using front_ring = tvrnet_async_buffer_spsc<tvrnet_max_datagram, front_slots>;
     using bulk_ring = tvrnet_async_buffer_spsc<tvrnet_max_datagram, bulk_slots>;
     using small_ring = tvrnet_async_buffer_spsc<tvrnet_max_datagram, small_slots>;
@@ -66,50 +70,68 @@ private:
         size_t length;
     };
 
+    // A thread that sleeps until another has something for it. Exchanging the flag on both sides
+    // orders what was written before it, so nobody sleeps over a word that was just said.
+    struct sleeper {
+        bool begin() { return waits.exchange(true); }
+        void end() { waits = false; }
+        void wake();
+        void sleep(uint32_t timeout_ms);
+
+        std::atomic<bool> waits{false};
+        std::mutex mutex;
+        std::condition_variable woken;
+    };
+
     bool submit(tvrnet_lane lane, const tvrnet_ip& to, const void* data, size_t length) override;
     uint32_t packets_sent_to(const tvrnet_ip& to) override;
 
+    void set_options() const;
+    void set_buffer(int option, int force_option, const char* form) const;
     void choose_interface(bool tell);
-    void set_buffer(int option, int force_option, const char* text);
+    void send_through_interface(const tvrnet_ip& to, const void* data, size_t length);
 
+    void move_front_packets();
+    bool something_to_send();
     void send_loop();
-    bool send_some();  // one batch; false when nothing was there
-    void wait_for_work();
-    void collect(tvrnet_send_batch& batch);
-    void collect_diagnostics(tvrnet_send_batch& batch) TVR_EXCLUDES(diagnostic_mutex);
-    bool send_loop_try_send(tvrnet_send_batch& batch);
-    void high_resolution_wait(uint32_t us) const;  // until the socket takes more, at most so long
+    bool send_some();  // one batch, or what is left of one; false when it stopped
+    void collect();
+    void collect_diagnostics() TVR_EXCLUDES(diagnostic_mutex);
+    void release_sent();
+    bool send_loop_try_send();
+    void high_resolution_wait(int timeout_ms) const;  // until the socket takes more
 
     void recv_loop();
     bool receive_some();  // one batch; false when nothing came
-    void wait_readable(int timeout_ms) const;
     void ask_for_diagnostics(uint64_t now_ms);
 
     const tvrnet_socket_options options;
-    int fd = -1;                       // opened and closed while no thread runs
-    int port = 0;                      // bound to
-    unsigned interface_index = 0;      // node's thread; 0 while there is none
-    tvrnet_ip interface_broadcast;     // node's thread
-    uint64_t next_interface_ms = 0;    // node's thread
-    uint64_t next_diagnostics_ms = 0;  // node's thread
+    int fd = -1;  // opened and closed while no thread runs
+    uint16_t bound_port = 0;
+    unsigned interface_index = 0;  // node's thread; 0 while there is none
+    tvrnet_ip interface_ip;        // node's thread, as the next three
+    tvrnet_ip interface_broadcast;
+    uint64_t next_interface_ms = 0;
+    uint64_t next_diagnostics_ms = 0;
+    uint32_t diagnostics_sequence = 0;
 
     std::unique_ptr<front_ring> front_bulk, front_priority;  // node's thread, both ends
-    std::unique_ptr<bulk_ring> back_bulk;                    // node's to send thread
-    std::unique_ptr<small_ring> back_priority, back_artnet;  // node's to send thread
+    std::unique_ptr<bulk_ring> back_bulk;                    // from the node's to the send thread
+    std::unique_ptr<small_ring> back_priority, back_artnet;  // likewise
     tvr_mutex diagnostic_mutex;                              // any thread writes here, rarely
     std::deque<diagnostic_packet> diagnostics TVR_GUARDED_BY(diagnostic_mutex);
     std::atomic<bool> diagnostics_wait{false};  // spares the send thread the lock
 
-    tvrnet_send_batch batch;             // send thread
+    // The send thread's: a batch, where it ends in each ring, and its diagnostics.
+    tvrnet_send_batch batch;
+    bulk_ring::place bulk_end;
+    small_ring::place priority_end, artnet_end;
+    std::vector<diagnostic_packet> diagnostics_sent;
     tvrnet_send_endpoints destinations;  // locks inside
-    tvrnet_receive_queue queue;          // receive thread to node's thread
+
+    tvrnet_receive_queue queue;  // from the receive thread to the node's
 
     std::atomic<bool> running{false};  // both loops read it
-    std::mutex work_mutex;
-    std::condition_variable work;  // the send thread waits here
-    bool work_waits = false;       // with work_mutex
-    std::mutex arrival_mutex;
-    std::condition_variable arrival;      // the node's thread waits here
-    std::atomic<bool> node_waits{false};  // node's thread writes, receive thread reads
+    sleeper send_sleeper, node_sleeper, room_sleeper;
     std::thread sender, receiver;
 };

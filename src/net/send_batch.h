@@ -17,6 +17,8 @@ struct tvrnet_send_batch {
     tvrnet_send_batch();
 
     bool full() const { return count == capacity; }
+    bool done() const { return sent == count; }
+    void clear();
 
     // The bytes stay where they are until the batch is sent.
     void add(const tvrnet_ip& to, const uint8_t* data, size_t length);
@@ -24,6 +26,7 @@ struct tvrnet_send_batch {
     std::array<mmsghdr, capacity> messages;
     std::array<iovec, capacity> parts;
     std::array<sockaddr_in, capacity> addresses;
+    std::array<tvrnet_ip, capacity> destinations;
     size_t count = 0;
     size_t sent = 0;  // of these, from the first
 };

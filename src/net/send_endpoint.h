@@ -14,6 +14,7 @@
 
 #include "base/sync.h"
 #include "net/address.h"
+#include "net/send_batch.h"
 
 struct send_endpoint {
     uint32_t packets = 0;  // sent so far, wrapping
@@ -25,7 +26,9 @@ class tvrnet_send_endpoints {
 public:
     static constexpr size_t max_endpoints = 1024;  // the one not spoken to for longest goes
 
-    void count(const tvrnet_ip& to, size_t bytes, uint64_t now_ms) TVR_EXCLUDES(mutex);
+    // What a batch sent: the datagrams from `first` up to but not including `end`.
+    void count(const tvrnet_send_batch& batch, size_t first, size_t end, uint64_t now_ms)
+        TVR_EXCLUDES(mutex);
     uint32_t packets_to(const tvrnet_ip& to) TVR_EXCLUDES(mutex);
 
     // Those to whom something went at or after this time.
@@ -37,6 +40,4 @@ private:
     tvr_mutex mutex;
     std::unordered_map<tvrnet_ip, std::unique_ptr<send_endpoint>, tvrnet_ip_hash> endpoints
         TVR_GUARDED_BY(mutex);
-    tvrnet_ip last_ip TVR_GUARDED_BY(mutex);  // bulk goes to one for long
-    send_endpoint* last TVR_GUARDED_BY(mutex) = nullptr;
 };

@@ -28,7 +28,7 @@ namespace {
 constexpr auto buffer_format = tvrnet_pkt_dataformat::buffer;
 constexpr double give_up_s = 120;
 
-uint64_t now_ms() {
+uint64_t clock_ms() {
     return uint64_t(tvr_now_s() * 1000.0);
 }
 
@@ -65,9 +65,13 @@ struct bench_node : tvrnet_base {
         return made;
     }
 
+    void on_device_disconnect(std::shared_ptr<tvrnet_device>, const char* reason) override {
+        std::fprintf(stderr, "bench_net: disconnected: %s\n", reason);
+    }
+
     // One turn, and a rest until there is something to do.
     void turn() {
-        update(now_ms());
+        update(clock_ms());
         udp->wait(1);
     }
 };
@@ -127,7 +131,7 @@ struct talker {
         };
         device->send_get(command, data.data(), data.size(), buffer_format, take, 60000);
         while (!done) {
-            node.update(now_ms());
+            node.update(clock_ms());
             if (!done) node.udp->wait(1);
         }
         return answer;
@@ -154,7 +158,7 @@ void run_stream(const wish& asked, talker& me) {
             }
             sent++;
         }
-        me.node.update(now_ms());
+        me.node.update(clock_ms());
         if (me.device->must_wait()) me.node.udp->wait(1);
     }
     const double passed = tvr_now_s() - begun;

@@ -198,9 +198,13 @@ void tvrnet_base::handle_auth_request(const tvrnet_ip& from, const tvrnet_pkt& p
     const uint32_t session_id = read_u32_le(p.payload, session_at);
     if (session_id == 0 || session_id == tvrnet_no_session) return;
     const tvrnet_mac& mac = p.header.source;
+    const auto before = any_device(mac);
     take_session(mac, session_id);
-    // So that commands to a restarted peer need not wait for its next beacon.
+    // So that commands to a restarted peer need not wait for its next beacon. It may have learned
+    // our session already; were it to change, the peer would take that for our restart, change its
+    // own, and so on without end.
     const auto device = device_in_handshake({from, mac});
+    if (before != nullptr) device->auth_info.session_id = before->auth_info.session_id;
     device->max_data_size = read_u32_le(p.payload, payload_at);
 
     tvrnet_pkt answer;

@@ -88,7 +88,7 @@ void tvrnet_base::ask_for_connection(const std::shared_ptr<tvrnet_device>& devic
         "tvrnet_init_connection", &asked, sizeof asked, tvrnet_pkt_dataformat::int32,
         [this, weak](const uint8_t* data, size_t size, tvrnet_pkt_dataformat, bool success) {
             const auto answered = weak.lock();
-            if (answered == nullptr || !answered->connected) return;
+            if (answered == nullptr || !answered->connected || answered->init_done) return;
             answered->init_asked = false;
             take_connection_record(answered, data, size, success);
         },

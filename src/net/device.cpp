@@ -167,6 +167,13 @@ uint64_t tvrnet_device::send_response(const char* response, uint64_t request_tic
                        tvrnet_pkt_dataformat::buffer);
 }
 
+void tvrnet_device::ask_if_known(const char* command) {
+    tvrnet_kv_writer record;
+    record.add_int32("command", int32_t(tvrnet_hash(command)));
+    send_answer("tvrnet_cmd_check", record.data.data(), record.data.size(),
+                tvrnet_pkt_dataformat::buffer);
+}
+
 uint64_t tvrnet_device::send_get(const char* command, const void* data, size_t size,
                                  tvrnet_pkt_dataformat format, tvrnet_answer_callback callback,
                                  uint64_t timeout_ms) {

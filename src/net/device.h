@@ -87,6 +87,9 @@ public:
     uint64_t send_response(const char* response, uint64_t request_ticket, const void* data,
                            size_t size, tvrnet_pkt_dataformat format);
 
+    // Asks the peer whether it knows a command; its answer changes peer_commands.
+    void ask_if_known(const char* command);
+
     // A reliable command that may be taken while the handshake still runs, and goes out when the
     // device is connected: what the peer asked for must not be lost because it was quicker.
     uint64_t send_answer(const char* command, const void* data, size_t size,

@@ -128,6 +128,79 @@ public:
         net.send(udp.local_adr().ip, to, &p, sizeof p);
     }
 
+    // The whole handshake of both sides. The node's session for this peer is then `theirs`.
+    bool meet(tvrnet_base& node) {
+        const tvrnet_ip to = node.udp->local_adr().ip;
+        tvrnet_pkt hello = packet(tvrnet_pkt_type::beacon);
+        hello.header.session_id = tvrnet_no_session;
+        send(to, hello);
+        const tvrnet_pkt* asked = nullptr;
+        for (int n = 0; n < 1000 && asked == nullptr; n++) {
+            run_for(net, {&node}, 1);
+            collect();
+            asked = first(tvrnet_pkt_type::auth_request);
+        }
+        if (asked == nullptr) return false;
+        theirs = asked->header.session_id;
+        send(to, auth_request(session));
+        send(to, auth_reply(theirs));
+        run_for(net, {&node}, 5);
+        collect();
+        return first(tvrnet_pkt_type::auth_reply) != nullptr;
+    }
+
+    tvrnet_pkt auth_record(tvrnet_pkt_type type, uint32_t size) const {
+        tvrnet_pkt p = packet(type);
+        p.header.payload_size = size;
+        p.payload.fill(0);
+        std::memcpy(p.payload.data(), name.data(), std::min<size_t>(name.size(), 31));
+        std::memcpy(p.payload.data() + 32, type_name.data(),
+                    std::min<size_t>(type_name.size(), 63));
+        std::memcpy(p.payload.data() + 100, &max_payload, sizeof max_payload);
+        return p;
+    }
+    tvrnet_pkt auth_request(uint32_t given) const {
+        tvrnet_pkt p = auth_record(tvrnet_pkt_type::auth_request, 108);
+        p.header.session_id = given;
+        std::memcpy(p.payload.data() + 104, &given, sizeof given);
+        return p;
+    }
+    tvrnet_pkt auth_reply(uint32_t echoed) const {
+        tvrnet_pkt p = auth_record(tvrnet_pkt_type::auth_reply, 104);
+        p.header.session_id = echoed;
+        return p;
+    }
+
+    // An ack to a command of the node.
+    tvrnet_pkt_ack ack(uint64_t ticket, tvrnet_ack_status status, int64_t from = -1,
+                       int64_t to = -1, uint32_t sequence = 0) const {
+        tvrnet_pkt_ack a;
+        a.ticket_id = ticket;
+        a.status = status;
+        a.first = from;
+        a.last = to;
+        a.sequence = sequence;
+        return a;
+    }
+    void send_ack(tvrnet_base& node, tvrnet_pkt_ack a, uint32_t in_session) {
+        a.session_id = in_session;
+        a.mac = mac();
+        a.seal();
+        net.send(udp.local_adr().ip, node.udp->local_adr().ip, &a, sizeof a);
+    }
+    void send_ack(tvrnet_base& node, const tvrnet_pkt_ack& a) { send_ack(node, a, theirs); }
+
+    // The chunks that came of a command, by name; "0 1 2".
+    std::string chunks_text(uint32_t command) const {
+        std::string text;
+        for (const tvrnet_pkt& p : packets) {
+            if (p.header.type != tvrnet_pkt_type::data || p.header.command_hash != command)
+                continue;
+            text += (text.empty() ? "" : " ") + std::to_string(p.header.chunk_index);
+        }
+        return text;
+    }
+
     // All that arrived since the last call.
     void collect() {
         acks.clear();
@@ -169,6 +242,9 @@ public:
     sim_network& net;
     sim_socket udp;
     uint32_t session = 77;  // ours for the node
+    uint32_t theirs = 0;    // the node's for us
+    std::string name = "raw peer", type_name = "by hand";
+    uint32_t max_payload = 1336;
     std::vector<tvrnet_pkt_ack> acks;
     std::vector<tvrnet_pkt_ack_request> requests;
     std::vector<tvrnet_pkt> packets;

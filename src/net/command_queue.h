@@ -27,8 +27,8 @@ enum class tvrnet_queue : uint8_t { high_priority, acknowledged, normal, respons
 
 // One command on its way.
 struct command_buffer_s {
-    static constexpr uint64_t first_ack_ms = 2;
-    static constexpr int ack_doublings = 9;  // up to 1024 ms
+    static constexpr uint64_t first_ack_ms = 2, last_ack_ms = 1024;
+    static constexpr int ack_doublings = 9;  // from the first to the last
     static constexpr uint64_t busy_ms = 20;  // a peer that is busy is left alone so long
 
     size_t chunk_count() const { return count; }

@@ -178,6 +178,7 @@ private:
     serve_result send_new_chunks(command_buffer_s& command);
     serve_result send_resends(command_buffer_s& command);
     serve_result send_ack_request(command_buffer_s& command);
+    bool begin_ack_requests(command_buffer_s& command) const;
     bool ack_request_is_due(command_buffer_s& command) const;
     bool may_send();
     bool sendto(const tvrnet_pkt& chunk);

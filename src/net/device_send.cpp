@@ -10,6 +10,7 @@ namespace {
 
 constexpr size_t chunks_at_once = 64;  // of one command before the next has its turn
 constexpr int max_passes = 1024;       // of one update
+constexpr size_t crowd = 32;           // so many commands are a stream
 
 }  // namespace
 
@@ -55,19 +56,29 @@ tvrnet_device::serve_result tvrnet_device::send_resends(command_buffer_s& comman
     return serve_result::nothing_now;
 }
 
+// A lone command asks at once, so that a lost chunk is noticed within a round trip. In a stream the
+// acks come by themselves, after the time that the stream takes; asking sooner would cost as much
+// as sending, and slow down what it waits for.
+bool tvrnet_device::begin_ack_requests(command_buffer_s& command) const {
+    const bool lone = queue.size() < crowd;
+    const uint64_t usual_ms = 2 * uint64_t(std::max(rtt_ms, 0));
+    const uint64_t first_ms =
+        lone ? command_buffer_s::first_ack_ms
+             : std::clamp(usual_ms, command_buffer_s::first_ack_ms, command_buffer_s::last_ack_ms);
+    command.ack_started = true;
+    command.ack_timer = {first_ms};
+    command.ack_timer.start(node.now_ms());
+    command.doublings = 0;
+    command.doubling_limit = command_buffer_s::ack_doublings;
+    return lone;
+}
+
 bool tvrnet_device::ack_request_is_due(command_buffer_s& command) const {
-    const uint64_t now = node.now_ms();
-    if (!command.ack_started) {
-        command.ack_started = true;
-        command.ack_timer = {command_buffer_s::first_ack_ms};
-        command.ack_timer.start(now);
-        command.doublings = 0;
-        command.doubling_limit = command_buffer_s::ack_doublings;
-        return true;  // the first goes at once
-    }
-    if (command.ack_timer.interval == 0 || !command.ack_timer.fires(now)) return false;
+    if (!command.ack_started) return begin_ack_requests(command);
+    tvrnet_timer& timer = command.ack_timer;
+    if (timer.interval == 0 || !timer.fires(node.now_ms())) return false;
     if (command.doublings < command.doubling_limit) {
-        command.ack_timer.interval *= 2;
+        timer.interval = std::min(timer.interval * 2, command_buffer_s::last_ack_ms);
         command.doublings++;
     }
     return true;

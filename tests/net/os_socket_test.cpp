@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <random>
+#include <span>
 
 #include "base/clock.h"
 #include "net/base.h"
@@ -155,6 +156,42 @@ TEST(os_socket, garbage_of_every_length_and_type_changes_nothing) {
     }
     exchange(a, b);
     EXPECT_LE(b.device_count(), 1U);
+}
+
+// A lighting desk on an address of its own: answers go to the standard's port, whatever port asked.
+TEST(os_socket, a_lighting_desk_is_answered) {
+    const tvrnet_ip desk{{127, 0, 0, 2}, artnet_port};
+    const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK, 0);
+    const sockaddr_in address = tvrnet_to_system(desk);
+    if (bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        close(fd);
+        GTEST_SKIP() << "port 6454 is taken on this machine";
+    }
+    real_node a(make_socket(1, true)), b(make_socket(2, true));
+    a.artnet.listen();
+    uint64_t syncs = 0;
+    a.artnet.on_sync = [&](uint64_t, float) { syncs++; };
+    artnet_dmx_frame frame;
+    frame.fill(3, frame.bytes.data(), 8, 1);
+    const auto sync = artnet_make_sync();
+    const uint8_t poll[14] = {'A', 'r', 't', '-', 'N', 'e', 't', 0, 0, 0x20, 0, 14, 0, 0};
+    std::array<uint8_t, 512> reply;
+    ssize_t got = -1;
+    EXPECT_TRUE(until(a, b, [&] {
+        const sockaddr_in to = tvrnet_to_system(a.loopback());
+        for (const std::span<const uint8_t> bytes :
+             {std::span<const uint8_t>(poll),
+              std::span<const uint8_t>(frame.bytes).first(frame.length),
+              std::span<const uint8_t>(sync)}) {
+            sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<const sockaddr*>(&to),
+                   sizeof to);
+        }
+        if (got < 0) got = recv(fd, reply.data(), reply.size(), 0);
+        return got >= 0 && syncs > 0 && a.artnet.state->by_number[3].seen;
+    }));
+    EXPECT_EQ(got, ssize_t(artnet_poll_reply_bytes));
+    EXPECT_EQ(a.artnet.state->by_number[3].size, 8U);
+    close(fd);
 }
 
 TEST(os_socket, tells_how_much_arrived) {

@@ -28,6 +28,7 @@ TEST(source, kinds) {
     };
     const row rows[] = {
         {"auto", source_kind::automatic},
+        {"network", source_kind::network},
         {"/dev/null", source_kind::serial},
         {"/dev/not_plugged_in_yet", source_kind::serial},
         {file.path, source_kind::recording},

@@ -10,6 +10,7 @@
 #include <CLI/CLI.hpp>
 
 #include "bridge_sim/recorder.h"
+#include "bridge_sim/relay.h"
 #include "bridge_sim/server.h"
 
 namespace bridge_sim {
@@ -88,14 +89,47 @@ void add_serve(CLI::App& app, serve_wish& wish) {
                wish.faults);
 }
 
-// "--reboot@T" and "--unplug@T" are short for "--reboot T" and "--unplug 3@T".
+void add_relay(CLI::App& app, relay_wish& wish) {
+    constexpr double slowest = 0.01, fastest = 1000.0;
+    constexpr int longest_delay_ms = 10'000;
+    const CLI::Range share(0.0, 1.0);
+    app.add_option("file", wish.file, "Recording to play")->required();
+    app.add_option("--name", wish.name, "Name of the relay")->capture_default_str();
+    app.add_option("--to", wish.peers, "Call this address, instead of all; repeatable")
+        ->type_name("ADDRESS")
+        ->allow_extra_args(false);
+    app.add_option("--speed", wish.board.speed, "How much faster than real")
+        ->check(CLI::Range(slowest, fastest))
+        ->capture_default_str();
+    app.add_flag("--loop", wish.board.loop, "Begin again at the end");
+    app.add_flag("--pcm", wish.pcm, "Send sound as packets of its own");
+    app.add_option("--seed", wish.faults.seed, "The same number harms the same datagrams")
+        ->capture_default_str();
+    app.add_option("--loss", wish.faults.loss, "Probability that a datagram is lost")->check(share);
+    app.add_option("--duplicate", wish.faults.duplicate, "Probability that one goes out twice")
+        ->check(share);
+    app.add_option("--reorder", wish.faults.reorder, "Probability that one is overtaken")
+        ->check(share);
+    app.add_option("--delay", wish.faults.delay_ms, "Milliseconds by which all are late")
+        ->check(CLI::Range(0, longest_delay_ms));
+    app.add_option("--restart", wish.restarts, "Seconds after which the relay fails and comes back")
+        ->type_name("T")
+        ->check(CLI::NonNegativeNumber)
+        ->allow_extra_args(false);
+}
+
+// "--reboot@T", "--restart@T" and "--unplug@T" are short for "--reboot T", "--restart T" and
+// "--unplug 3@T".
 std::vector<std::string> spell_out(int argc, char** argv) {
     constexpr std::string_view reboot = "--reboot@", unplug = "--unplug@";
+    constexpr std::string_view restart = "--restart@";
     std::vector<std::string> args;
     for (int i = 1; i < argc; i++) {
         const std::string_view arg = argv[i];
         if (arg.substr(0, reboot.size()) == reboot) {
             args.insert(args.end(), {"--reboot", std::string(arg.substr(reboot.size()))});
+        } else if (arg.substr(0, restart.size()) == restart) {
+            args.insert(args.end(), {"--restart", std::string(arg.substr(restart.size()))});
         } else if (arg.substr(0, unplug.size()) == unplug) {
             args.insert(args.end(), {"--unplug", "3@" + std::string(arg.substr(unplug.size()))});
         } else {
@@ -109,8 +143,10 @@ std::vector<std::string> spell_out(int argc, char** argv) {
 }  // namespace
 
 int run_command_line(int argc, char** argv) {
-    CLI::App app("A bridge that is not there: makes recordings, and plays them on a serial port.",
-                 "bridge_sim");
+    CLI::App app(
+        "A bridge that is not there: makes recordings, and plays them on a serial port or as a "
+        "relay on the network.",
+        "bridge_sim");
     app.require_subcommand(1);
     record_wish wish;
     std::string output;
@@ -118,12 +154,17 @@ int run_command_line(int argc, char** argv) {
     CLI::App* record = app.add_subcommand("record", "Write a made-up set as a recording");
     add_record(*record, wish, output);
     add_serve(*app.add_subcommand("serve", "Play a recording on a pseudo terminal"), serving);
+    relay_wish relaying;
+    CLI::App* over_network =
+        app.add_subcommand("relay", "Play a recording as a relay on the network");
+    add_relay(*over_network, relaying);
     try {
         app.parse(spell_out(argc, argv));
     } catch (const CLI::ParseError& e) {
         constexpr int wrong_usage = 2;
         return app.exit(e) == 0 ? 0 : wrong_usage;
     }
+    if (over_network->parsed()) return relay(std::move(relaying));
     return record->parsed() ? run_record(wish, output) : serve(std::move(serving));
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// The program's commands and options: `record` and `serve`. docs/simulator.md describes them.
+// The program's commands and options: `record`, `serve` and `relay`. docs/simulator.md describes
+// them.
 
 namespace bridge_sim {
 

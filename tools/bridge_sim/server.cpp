@@ -3,19 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 
 #include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 #include "base/clock.h"
 #include "bridge_sim/command_lines.h"
 #include "bridge_sim/line_writer.h"
 #include "bridge_sim/pty_port.h"
+#include "bridge_sim/stop_signals.h"
 
 namespace bridge_sim {
 
@@ -30,25 +28,6 @@ struct line_counts {
     int64_t unheard = 0;               // nobody had the port open, or a mishap was under way
     int64_t slow = 0;                  // the reader was too slow
     int64_t dropped = 0, garbled = 0;  // by chance
-};
-
-// Signals as a readable descriptor.
-class stop_signals {
-public:
-    stop_signals() {
-        sigset_t set;
-        sigemptyset(&set);
-        for (int s : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&set, s);
-        sigprocmask(SIG_BLOCK, &set, nullptr);
-        descriptor = signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK);
-    }
-    ~stop_signals() {
-        if (descriptor >= 0) ::close(descriptor);
-    }
-    stop_signals(const stop_signals&) = delete;
-    stop_signals& operator=(const stop_signals&) = delete;
-
-    int descriptor = -1;
 };
 
 class server {

@@ -10,7 +10,7 @@ namespace host {
 void add_monitor(CLI::App& app, command_run& chosen) {
     const auto asked = std::make_shared<monitor::options>();
     CLI::App* command = app.add_subcommand("monitor", "a live view of the decks");
-    command->add_option("SOURCE", asked->source, "a recording, a serial device, or auto")
+    command->add_option("SOURCE", asked->source, "a recording, a serial device, auto or network")
         ->required();
     command->add_option("--speed", asked->speed, "speed of a recording (1)")
         ->check(CLI::PositiveNumber);
@@ -18,6 +18,9 @@ void add_monitor(CLI::App& app, command_run& chosen) {
     command->add_option("--for", asked->for_seconds, "end after this many seconds")
         ->check(CLI::PositiveNumber);
     command->add_flag("--json", asked->json, "print a snapshot a second as a line of JSON");
+    command
+        ->add_option("--artnet", asked->artnet, "send the decks as a DMX universe to this address")
+        ->check(CLI::ValidIPV4);
     command->add_option("--png", asked->png, "write the picture of the decks at the end");
     command->callback([asked, &chosen] { chosen = [asked] { return monitor::run(*asked); }; });
 }

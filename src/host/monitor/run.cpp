@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
 #include "host/command.h"
+#include "host/monitor/artnet_output.h"
 #include "host/monitor/collector.h"
 #include "host/monitor/modes.h"
 #include "host/monitor/options.h"
@@ -28,11 +30,22 @@ int save_poster(const watch& w) {
     return host::exit_failed;
 }
 
+// Null without a wish for it, and, with the reason in `error`, without a socket.
+std::unique_ptr<artnet_output> open_artnet(const watch& w, std::string& error) {
+    tvrnet_ip target;
+    if (!tvrnet_parse_ip(w.asked.artnet, artnet_port, target)) return nullptr;
+    auto output = std::make_unique<artnet_output>(w.session, target);
+    if (output->start()) return output;
+    error = "No socket for Art-Net";
+    return nullptr;
+}
+
 }  // namespace
 
 bool watch::over(double now) const {
-    if (asked.for_seconds > 0 && now - started >= asked.for_seconds) return true;
     tvr_lock hold(session->mutex);
+    session->tick(now);  // a network session has no thread that would notice the silence
+    if (asked.for_seconds > 0 && now - started >= asked.for_seconds) return true;
     return asked.once && session->replay_ended;
 }
 
@@ -56,6 +69,11 @@ int run(const options& asked) {
         return host::exit_failed;
     }
     const watch w{asked, session, signals, deckbus::now_s()};
+    const auto lights = open_artnet(w, error);
+    if (!asked.artnet.empty() && lights == nullptr) {
+        std::fprintf(stderr, "tavro: %s\n", error.c_str());
+        return host::exit_failed;
+    }
     const int status = run_mode(w);
     const int saved = asked.png.empty() ? host::exit_ok : save_poster(w);
     return std::max(status, saved);

@@ -1,0 +1,72 @@
+#include "net/relay/relay.h"
+
+#include <cstdlib>
+#include <thread>
+
+#include "base/clock.h"
+#include "base/forever.h"
+#include "net/os_socket.h"
+#include "net/relay/endpoint.h"
+
+namespace deckbus::net {
+
+namespace {
+
+constexpr uint32_t rest_ms = 1;  // a turn at most so often, unless something comes
+
+// Null when there is no socket or no port.
+std::unique_ptr<endpoint> open_endpoint(bool tell) {
+    tvrnet_socket_options options;
+    options.tell = tell;
+    auto node = std::make_unique<endpoint>(std::make_unique<GenericOSUDPSocket>(options),
+                                           relay_of_process());
+    if (!node->udp->init()) return nullptr;
+    for (int port = first_port; port <= last_port; port++) {
+        if (node->udp->bind(port)) return node;
+    }
+    return nullptr;
+}
+
+void run(bool tell) {
+    relay_state& state = relay_of_process();
+    const auto node = open_endpoint(tell);
+    if (node == nullptr) {
+        state.retry_time = tvr_now_s() + retry_s;
+        state.running = false;
+        return;
+    }
+    constexpr double ms_per_s = 1000.0;
+    node->debug = std::getenv("DECKBUS_NET_DEBUG") != nullptr;
+    while (state.running) {
+        node->update(uint64_t(tvr_now_s() * ms_per_s));
+        node->udp->wait(rest_ms);
+    }
+}
+
+}  // namespace
+
+relay_state& relay_of_process() {
+    static tvr_forever<relay_state> held;
+    return held.get();
+}
+
+void start(bool tell) {
+    relay_state& state = relay_of_process();
+    if (tvr_now_s() < state.retry_time) return;
+    bool stands = false;
+    if (!state.running.compare_exchange_strong(stands, true)) return;
+    // Never joined: it serves until the process ends, and what it touches is never destroyed.
+    std::thread(run, tell).detach();
+}
+
+bool started() {
+    return relay_of_process().running;
+}
+
+std::string relay_name() {
+    relay_state& state = relay_of_process();
+    tvr_lock hold(state.relay_mutex);
+    return state.relay_name;
+}
+
+}  // namespace deckbus::net

@@ -1,0 +1,248 @@
+#include "bridge_sim/relay.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include "base/clock.h"
+#include "bridge_sim/line_writer.h"
+#include "bridge_sim/stop_signals.h"
+#include "net/base.h"
+#include "net/os_socket.h"
+#include "net/relay/pcm_packet.h"
+#include "track/bytes.h"
+
+namespace bridge_sim {
+
+namespace {
+
+constexpr int first_port = 6454, last_port = 6554;
+constexpr double down_s = 0.5;    // a relay that fails is back after so long
+constexpr double linger_s = 5.0;  // for the last lines to be acknowledged, at most
+constexpr int most_reports = 20;  // of unknown commands
+constexpr auto text_format = tvrnet_pkt_dataformat::text;
+
+struct relay_counts {
+    int64_t lines = 0, bytes = 0, sounds = 0;
+    int64_t unheard = 0;  // nobody was connected
+    int64_t slow = 0;     // a listener had too much waiting
+    int64_t restarts = 0;
+};
+
+// Two nodes on one machine need MACs of their own; a relay keeps its own over a restart.
+tvrnet_mac own_mac() {
+    return tvrnet_made_up_mac(uint64_t(getpid()));
+}
+
+std::unique_ptr<GenericUDPSocket> make_socket(const relay_wish& wish) {
+    tvrnet_socket_options options;
+    options.mac = own_mac();
+    options.tell = false;
+    return std::make_unique<tvrnet_fault_socket>(std::make_unique<GenericOSUDPSocket>(options),
+                                                 wish.faults);
+}
+
+tvrnet_node_options node_options(const relay_wish& wish) {
+    tvrnet_node_options options;
+    options.name = wish.name;
+    options.type_name = "bridge_sim";
+    for (const std::string& text : wish.peers) {
+        tvrnet_ip ip;
+        if (tvrnet_parse_ip(text, tvrnet_default_port, ip)) options.peers.push_back(ip);
+    }
+    return options;
+}
+
+// One incarnation of the relay. Its sessions are new and its tickets begin again.
+struct relay_node {
+    explicit relay_node(const relay_wish& wish)
+        : node(make_socket(wish), node_options(wish), ids) {}
+
+    bool open() {
+        if (!node.udp->init()) return false;
+        for (int port = first_port; port <= last_port; port++) {
+            if (node.udp->bind(port)) return true;
+        }
+        return false;
+    }
+
+    size_t waiting() {
+        size_t count = 0;
+        for (const auto& device : node.connected_devices())
+            count += device->commands_on_their_way();
+        return count;
+    }
+
+    tvrnet_global_s ids;
+    tvrnet_base node;
+};
+
+class player {
+public:
+    player(const board_script& script, const relay_wish& wanted, double now)
+        : wish(wanted), start(now), device(script, wanted.board, now) {}
+
+    int run();
+
+private:
+    bool come_up();
+    void play_restarts(double now);
+    void send_due(double now);
+    void send(const sent_line& line);
+    bool send_sound(const std::string& text);
+    void report_unknown(const std::string& command);
+    bool is_over(double now);
+    void summarise() const;
+
+    const relay_wish& wish;
+    const double start;
+    board device;
+    stop_signals signals;
+    std::unique_ptr<relay_node> up;  // null while the relay is down
+    double up_at = 0;
+    size_t next_restart = 0;
+    double end = std::numeric_limits<double>::infinity();
+    relay_counts counted;
+    int reports = 0;
+};
+
+bool player::come_up() {
+    up = std::make_unique<relay_node>(wish);
+    if (!up->open()) {
+        std::fprintf(stderr, "bridge_sim: no port between %d and %d is free\n", first_port,
+                     last_port);
+        return false;
+    }
+    up->node.add_command("deckbus_cmd", [this](const tvrnet_ip&, const uint8_t* data, size_t size,
+                                               const tvrnet_pkt_header&) {
+        const std::string command(reinterpret_cast<const char*>(data), size);
+        if (!device.command(command, tvr_now_s())) report_unknown(command);
+    });
+    return true;
+}
+
+void player::report_unknown(const std::string& command) {
+    if (reports++ >= most_reports) return;
+    constexpr size_t shown = 80;
+    std::fprintf(stderr, "bridge_sim: unknown command \"%s\"\n",
+                 json_escape(command.substr(0, shown)).c_str());
+}
+
+void player::play_restarts(double now) {
+    while (next_restart < wish.restarts.size() && start + wish.restarts[next_restart] <= now) {
+        next_restart++;
+        counted.restarts++;
+        up.reset();
+        up_at = now + down_s;
+    }
+}
+
+void player::send_due(double now) {
+    std::vector<sent_line> lines;
+    device.collect(now, lines);
+    for (const sent_line& line : lines) send(line);
+}
+
+// Beats cannot wait behind the rest, so they have a name of their own.
+void player::send(const sent_line& line) {
+    if (up == nullptr || up->node.device_count() == 0) {
+        counted.unheard++;
+        return;
+    }
+    if (wish.pcm && line.text.find("\"t\":\"pcm\"") != std::string::npos && send_sound(line.text)) {
+        return;
+    }
+    const bool beat = line.text.find("\"t\":\"beat\"") != std::string::npos;
+    for (const auto& listener : up->node.connected_devices()) {
+        const uint64_t ticket =
+            listener->send_reliable(beat ? "deckbus_rt" : "deckbus", line.text.data(),
+                                    line.text.size(), text_format, false, 0);
+        (ticket == tvrnet_no_ticket ? counted.slow : counted.lines)++;
+    }
+    counted.bytes += int64_t(line.text.size());
+}
+
+// A line of sound as a packet. False when it is none that could be one.
+bool player::send_sound(const std::string& text) {
+    const auto line = nlohmann::json::parse(text, nullptr, false);
+    if (!line.is_object()) return false;
+    deckbus::audio_chunk chunk;
+    chunk.sample_rate = line.value("sr", 0);
+    chunk.seq = line.value("seq", 0U);
+    chunk.us = line.value("us", int64_t(0));
+    chunk.source = 2;  // the relay itself
+    if (!deckbus::base64_decode(line.value("d", ""), chunk.pcm)) return false;
+    const std::vector<uint8_t> packet = deckbus::net::make_pcm_packet(chunk);
+    if (packet.size() > tvrnet_max_payload) return false;
+    for (const auto& listener : up->node.connected_devices()) {
+        listener->send_out_of_band("deckbus_pcm", packet.data(), packet.size(),
+                                   tvrnet_pkt_dataformat::buffer);
+    }
+    counted.sounds++;
+    return true;
+}
+
+bool player::is_over(double now) {
+    if (device.finished()) end = std::min(end, now + linger_s);
+    return now >= end || (device.finished() && (up == nullptr || up->waiting() == 0));
+}
+
+int player::run() {
+    if (!come_up()) return 1;
+    std::fprintf(stderr, "bridge_sim: %s is ready (%s)\n", wish.name.c_str(),
+                 tvrnet_text(up->node.udp->local_adr().ip).c_str());
+    constexpr double ms_per_s = 1000.0;
+    while (!signals.came()) {
+        const double now = tvr_now_s();
+        play_restarts(now);
+        if (up == nullptr && now >= up_at && !come_up()) return 1;
+        send_due(now);
+        if (is_over(now)) break;
+        if (up == nullptr) {
+            pollfd stop{signals.descriptor, POLLIN, 0};
+            (void)poll(&stop, 1, int((up_at - now) * ms_per_s) + 1);
+            continue;
+        }
+        up->node.update(uint64_t(now * ms_per_s));
+        up->node.udp->wait(1);
+    }
+    summarise();
+    return 0;
+}
+
+void player::summarise() const {
+    const command_counts& c = device.counts();
+    const auto number = [](int64_t value) { return static_cast<long long>(value); };
+    std::fprintf(stderr,
+                 "bridge_sim: sent %lld lines, %lld bytes, %lld sounds; lost %lld unheard, "
+                 "%lld slow; restarts %lld; ping %lld, info %lld, fetch %lld, unknown %lld\n",
+                 number(counted.lines), number(counted.bytes), number(counted.sounds),
+                 number(counted.unheard), number(counted.slow), number(counted.restarts),
+                 number(c.pings), number(c.infos), number(c.fetches), number(c.unknown));
+}
+
+}  // namespace
+
+int relay(relay_wish wish) {
+    std::string error;
+    const board_script script = load_script(wish.file, error);
+    if (script.lines.empty()) {
+        std::fprintf(stderr, "bridge_sim: %s\n", error.c_str());
+        return 1;
+    }
+    for (const std::string& text : wish.peers) {
+        tvrnet_ip ip;
+        if (tvrnet_parse_ip(text, tvrnet_default_port, ip)) continue;
+        std::fprintf(stderr, "bridge_sim: \"%s\" is no IPv4 address\n", text.c_str());
+        return 2;
+    }
+    std::sort(wish.restarts.begin(), wish.restarts.end());
+    return player(script, wish, tvr_now_s()).run();
+}
+
+}  // namespace bridge_sim

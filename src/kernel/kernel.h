@@ -9,7 +9,7 @@
 //
 // The library knows nothing of scripts. Errors go out by value; work for other threads goes out
 // through tvrk_spawn (spawn.h). Nothing is locked but what each header names, and process-wide
-// state is one record, native/process.h.
+// state is one record, process.h.
 //
 // prim.h, types.h    scalar types and the types built from them
 // ops.h, program.h   the instruction table, and a compiled kernel

@@ -67,6 +67,9 @@ struct tvrk_launch : std::enable_shared_from_this<tvrk_launch> {
     tvrk_trap trap;                       // the first that was recorded
     std::mutex mutex;                     // for wait() alone
     std::condition_variable all_left;
+
+    tvrk_launch* previous_launch = nullptr;  // the list of all launches, under its own mutex
+    tvrk_launch* next_launch = nullptr;
 };
 static_assert(sizeof(std::atomic<bool>) == 1 && std::atomic<bool>::is_always_lock_free);
 

@@ -122,6 +122,6 @@ struct tvrk_program {
 std::string tvrk_trap_message(const tvrk_program& program, const tvrk_trap& trap);
 
 // "" if every operand lies within its table, every jump within the code, every backward jump is a
-// LOOP and the last instruction ends the invocation or jumps; otherwise what is wrong. The engines
-// trust what passed here and have no tests of their own.
+// LOOP, nobody writes gid and the last instruction ends or jumps; otherwise what is wrong. The
+// engines trust what passed here and have no tests of their own.
 std::string tvrk_verify(const tvrk_program& program);

@@ -88,3 +88,26 @@ tvrk_reg tvrk_reduce_combine(tvrk_reduce reduce, tvrk_prim prim, tvrk_reg a, tvr
     default: return a;
     }
 }
+
+tvrk_reg tvrk_reduce_fold(tvrk_reduce reduce, tvrk_prim prim, tvrk_reg a, const tvrk_reg* values,
+                          size_t count) {
+    // Sums are what nearly all reductions are; the type is decided once.
+    if (reduce == tvrk_reduce::add && tvrk_is_integer(prim)) {
+        uint64_t total = 0;
+        for (size_t i = 0; i < count; ++i) total += values[i].u;
+        return sum(prim, a, of_u(total));
+    }
+    if (reduce == tvrk_reduce::add && prim == tvrk_prim::f32) {
+        float total = a.f;
+        for (size_t i = 0; i < count; ++i) total += values[i].f;
+        a.u = 0;
+        a.f = total;
+        return a;
+    }
+    if (reduce == tvrk_reduce::add && prim == tvrk_prim::f64) {
+        for (size_t i = 0; i < count; ++i) a.d += values[i].d;
+        return a;
+    }
+    for (size_t i = 0; i < count; ++i) a = tvrk_reduce_combine(reduce, prim, a, values[i]);
+    return a;
+}

@@ -9,3 +9,7 @@ tvrk_reg tvrk_reduce_identity(tvrk_reduce reduce, tvrk_prim prim);
 
 // `a` is the running value, `b` the new one. Float min is `b < a ? b : a`: a NaN in b is dropped.
 tvrk_reg tvrk_reduce_combine(tvrk_reduce reduce, tvrk_prim prim, tvrk_reg a, tvrk_reg b);
+
+// Takes in `count` values in their order.
+tvrk_reg tvrk_reduce_fold(tvrk_reduce reduce, tvrk_prim prim, tvrk_reg a, const tvrk_reg* values,
+                          size_t count);

@@ -38,12 +38,18 @@ private:
         return "";
     }
 
+    // The batch interpreter knows without looking that the lanes' numbers follow each other.
+    bool is_special(uint16_t reg) const {
+        return reg == p.gid || reg == p.gid_x || reg == p.gid_y || reg == p.gsize_x;
+    }
+
     std::string check(size_t at) const {
         const tvrk_inst& in = p.code[at];
         if (in.op >= TVRK_OP_COUNT) return "unknown instruction";
         const uint16_t fields[] = {in.a, in.b, in.c};
         size_t next = 0;
         for (const char letter : std::string_view(tvrk_op_format(in.op))) {
+            if (letter == 'D' && is_special(in.a)) return "writes a special register";
             if (letter == 'D' || letter == 'R') {
                 if (fields[next++] >= p.num_regs) return "register beyond the table";
             } else if (letter == 'P') {

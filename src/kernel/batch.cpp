@@ -1,0 +1,24 @@
+#include "kernel/batch.h"
+
+tvrk_width tvrk_best_width() {
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
+        return tvrk_width::avx512;
+    }
+    return __builtin_cpu_supports("avx2") ? tvrk_width::avx2 : tvrk_width::plain;
+}
+
+tvrk_batch_function tvrk_batch_for(tvrk_width width) {
+    switch (width) {
+    case tvrk_width::avx512: return tvrk_batch_avx512;
+    case tvrk_width::avx2: return tvrk_batch_avx2;
+    default: return tvrk_batch_plain;
+    }
+}
+
+uint32_t tvrk_execute_batch(const tvrk_program& program, tvrk_reg* regs, const tvrk_ptr* ptrs,
+                            uint64_t gid_base, uint32_t count, const std::atomic<bool>* abort,
+                            tvrk_trap* trap) {
+    static const tvrk_batch_function chosen = tvrk_batch_for(tvrk_best_width());
+    return chosen(program, regs, ptrs, gid_base, count, abort, trap);
+}

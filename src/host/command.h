@@ -19,6 +19,7 @@ inline constexpr int exit_usage = 2;
 using command_run = std::function<int()>;  // the exit status
 
 void add_check(CLI::App& app, command_run& chosen);
+void add_kernel(CLI::App& app, command_run& chosen);
 void add_monitor(CLI::App& app, command_run& chosen);
 
 }  // namespace host

@@ -26,6 +26,7 @@ int parse_and_run(int argc, const char* const* argv) {
     app.require_subcommand(1);
     command_run chosen;
     add_check(app, chosen);
+    add_kernel(app, chosen);
     add_monitor(app, chosen);
     try {
         app.parse(argc, argv);

@@ -1,5 +1,7 @@
 #include "kernel/batch.h"
 
+#include "kernel/process.h"
+
 tvrk_width tvrk_best_width() {
     if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512dq") &&
         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512bw")) {
@@ -16,9 +18,18 @@ tvrk_batch_function tvrk_batch_for(tvrk_width width) {
     }
 }
 
+void tvrk_set_width(tvrk_width width) {
+    tvrk_the_process().batch = tvrk_batch_for(width);
+}
+
 uint32_t tvrk_execute_batch(const tvrk_program& program, tvrk_reg* regs, const tvrk_ptr* ptrs,
                             uint64_t gid_base, uint32_t count, const std::atomic<bool>* abort,
                             tvrk_trap* trap) {
-    static const tvrk_batch_function chosen = tvrk_batch_for(tvrk_best_width());
-    return chosen(program, regs, ptrs, gid_base, count, abort, trap);
+    std::atomic<tvrk_batch_function>& chosen = tvrk_the_process().batch;
+    tvrk_batch_function run = chosen.load(std::memory_order_relaxed);
+    if (run == nullptr) {
+        run = tvrk_batch_for(tvrk_best_width());
+        chosen.store(run, std::memory_order_relaxed);  // whoever else comes stores the same
+    }
+    return run(program, regs, ptrs, gid_base, count, abort, trap);
 }

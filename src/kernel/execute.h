@@ -40,4 +40,5 @@ uint32_t tvrk_execute_batch(const tvrk_program& program, tvrk_reg* regs, const t
 enum class tvrk_width : uint8_t { plain = 0, avx2 = 1, avx512 = 2 };
 tvrk_width tvrk_best_width();
 using tvrk_batch_function = decltype(&tvrk_execute_batch);
-tvrk_batch_function tvrk_batch_for(tvrk_width width);  // for tests and measurements
+tvrk_batch_function tvrk_batch_for(tvrk_width width);
+void tvrk_set_width(tvrk_width width);  // for tests and measurements

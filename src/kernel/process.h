@@ -21,6 +21,7 @@ struct tvrk_process {
     static constexpr int policy_unread = -1;  // the environment has not been asked
 
     std::atomic<tvrk_mode> mode{tvrk_mode::automatic};
+    std::atomic<tvrk_batch_function> batch{nullptr};  // chosen at first use
     std::atomic<int> policy{policy_unread};
     std::atomic<uint32_t> temporary_names{0};  // makes names in the cache directory unique
     std::atomic<uint32_t> generation{1};       // of the table; raised when it grows

@@ -145,6 +145,7 @@ private:
     // statements.cpp -------------------------------------------------------------------------
     bool statement();  // true if it returns on every path
     bool block();
+    void check_type_name() const;
     bool if_statement();
     void for_statement();
     size_t skip_step();

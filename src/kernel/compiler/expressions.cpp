@@ -37,6 +37,11 @@ tvrk_operand tvrk_compiler::binary_expression(int strength) {
     for (;;) {
         const tvrk_token op = peek();
         const int found = strength_of(op);
+        if (op.is("++") || op.is("--")) {
+            fail_at(op, tvr_join("'", op.text,
+                                 "' is only allowed as a statement ('i++;'), not inside an "
+                                 "expression"));
+        }
         if (found < strength || found == 0) return left;
         next();
         left = rvalue(left);

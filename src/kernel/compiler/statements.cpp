@@ -41,10 +41,19 @@ bool tvrk_compiler::statement() {
         variable_declaration();
         expect(";");
     } else {
+        check_type_name();
         simple_statement();
         expect(";");
     }
     return false;
+}
+
+// Two words in a row are a declaration, of a type that nobody knows.
+void tvrk_compiler::check_type_name() const {
+    const tvrk_token& word = peek();
+    const bool two = word.kind == tvrk_token_kind::word && peek(1).kind == tvrk_token_kind::word;
+    if (!two || tvrk_is_reserved(word.text) || find_variable(word.text) != nullptr) return;
+    if (!at_type()) fail_at(word, tvr_join("unknown type '", word.text, "'"));
 }
 
 std::vector<size_t> tvrk_compiler::condition_in_parentheses() {

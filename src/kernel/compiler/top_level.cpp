@@ -38,10 +38,12 @@ std::shared_ptr<const tvrk_unit> tvrk_compiler::run() {
 void tvrk_compiler::declaration() {
     tokens_read = 0;
     if (!peek().is("kernel")) {
-        fail_found(
-            "a kernel declaration ('kernel void name(...) { }', 'kernel inline', 'kernel struct' "
-            "or "
-            "'kernel const')");
+        const bool is_word = peek().kind == tvrk_token_kind::word;
+        fail_at(peek(),
+                tvr_join("expected a kernel declaration ('kernel void name(...) { }', 'kernel "
+                         "inline', 'kernel struct' or 'kernel const') but found ",
+                         describe(peek()),
+                         is_word ? " (kernel source only contains kernel declarations)" : ""));
     }
     next();
     if (accept("struct")) return declare_struct(false);

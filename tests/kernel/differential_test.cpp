@@ -52,10 +52,10 @@ void expect_same(const trial& tried, const kernel_engine& engine) {
 }
 
 // All kernels in one library, as ahead-of-time code: one run of the compiler.
-void make_native(const std::vector<trial>& trials) {
+void make_native(const std::vector<trial>& trials, const std::string& name) {
     std::vector<const tvrk_program*> programs;
     for (const trial& tried : trials) programs.push_back(&tried.program());
-    const std::string stem = private_cache() + "/all";
+    const std::string stem = private_cache() + "/" + name;
     std::ofstream(stem + ".c") << tvrk_aot_source(programs);
     const std::string command = tvrk_jit_compiler() +
                                 " -O2 -shared -fPIC -fno-strict-aliasing -ffp-contract=off "
@@ -85,7 +85,7 @@ TEST(differential, safe_kernels_in_every_engine) {
         if (HasFatalFailure()) return;
     }
     if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
-    make_native(trials);
+    make_native(trials, "safe");
     for (const trial& tried : trials) {
         expect_same(tried, native_engine(0));
         expect_same(tried, native_engine(3));
@@ -106,7 +106,7 @@ TEST(differential, kernels_that_trap_in_every_engine) {
     }
     EXPECT_GT(trapped, seeds / 10);
     if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
-    make_native(trials);
+    make_native(trials, "trapping");
     for (const trial& tried : trials) expect_same(tried, native_engine(0));
 }
 

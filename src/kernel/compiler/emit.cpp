@@ -1,6 +1,6 @@
 // Tokens in, instructions out: the two ends of the compiler.
 
-#include <cstring>
+#include <cassert>
 
 #include "base/join.h"
 #include "kernel/compiler/compiler.h"
@@ -131,6 +131,7 @@ uint32_t tvrk_compiler::reg(const operand& x) {
     case kind::choice: return reg(settle(x));
     default: break;
     }
+    assert(x.is(kind::value) && x.type.is_scalar());  // loaded, and one component
     if (x.addend == 0) return x.regs[0];
     const uint32_t sum = new_register(x.type.prim);
     emit(TVRK_ADDI_X64, sum, x.regs[0], 0, x.addend);

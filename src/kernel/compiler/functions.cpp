@@ -269,7 +269,7 @@ bool tvrk_compiler::return_statement() {
         return_list();
     } else {
         operand value = expression();
-        if (!(value.is(kind::memory) && value.type == wanted)) value = rvalue(value);
+        if (!value.is(kind::memory) || !wanted.is_struct()) value = rvalue(value);
         leave_with(std::move(value));
     }
     expect(";");

@@ -120,7 +120,7 @@ float sum_of_reference = 0;
 
 std::vector<workload> make_workloads() {
     std::vector<workload> all;
-    constexpr size_t many = 1 << 18, bodies = 1024, side = 512;
+    constexpr size_t many = 1 << 18, bodies = 1 << 14, attractors = 256, side = 512;
     all.push_back(make(saxpy, many, 1));
     all.back().scalars = {f32(1.0001f)};
     all.back().buffers = {floats(many), floats(many)};
@@ -150,10 +150,10 @@ std::vector<workload> make_workloads() {
         benchmark::DoNotOptimize(sum_of_reference);
     };
     all.push_back(make(nbody, bodies, 1));
-    all.back().scalars = {whole(bodies)};
+    all.back().scalars = {whole(attractors)};
     all.back().buffers = {floats(bodies * 4), std::vector<uint8_t>(bodies * 16)};
     all.back().reference = [](workload& w, size_t b, size_t e) {
-        ref_nbody(as<float>(w.buffers[0]), as<float>(w.buffers[1]), bodies, b, e);
+        ref_nbody(as<float>(w.buffers[0]), as<float>(w.buffers[1]), attractors, b, e);
     };
     all.push_back(make(blend, many, 1));
     all.back().buffers = {noise(many * 4), noise(many * 4)};

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "random_bytecode.h"
 #include "random_kernel.h"
 
 using namespace tavro::test;
@@ -51,10 +52,14 @@ void expect_same(const trial& tried, const kernel_engine& engine) {
         << tried.source << tried.program().disassemble();
 }
 
-// All kernels in one library, as ahead-of-time code: one run of the compiler.
-void make_native(const std::vector<trial>& trials, const std::string& name) {
+std::vector<const tvrk_program*> programs_of(const std::vector<trial>& trials) {
     std::vector<const tvrk_program*> programs;
     for (const trial& tried : trials) programs.push_back(&tried.program());
+    return programs;
+}
+
+// All kernels in one library, as ahead-of-time code: one run of the compiler.
+void make_native(const std::vector<const tvrk_program*>& programs, const std::string& name) {
     const std::string stem = private_cache() + "/" + name;
     std::ofstream(stem + ".c") << tvrk_aot_source(programs);
     const std::string command = tvrk_jit_compiler() +
@@ -85,7 +90,7 @@ TEST(differential, safe_kernels_in_every_engine) {
         if (HasFatalFailure()) return;
     }
     if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
-    make_native(trials, "safe");
+    make_native(programs_of(trials), "safe");
     for (const trial& tried : trials) {
         expect_same(tried, native_engine(0));
         expect_same(tried, native_engine(3));
@@ -106,8 +111,38 @@ TEST(differential, kernels_that_trap_in_every_engine) {
     }
     EXPECT_GT(trapped, seeds / 10);
     if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
-    make_native(trials, "trapping");
+    make_native(programs_of(trials), "trapping");
     for (const trial& tried : trials) expect_same(tried, native_engine(0));
+}
+
+// Without the compiler in between: all pure instructions, branches and a loop.
+TEST(differential, random_bytecode_in_every_engine) {
+    std::vector<std::shared_ptr<tvrk_program>> programs;
+    std::vector<const tvrk_program*> native;
+    std::vector<kernel_arguments> given;
+    std::vector<kernel_outcome> expected;
+    for (uint64_t seed = 0; seed < seeds; ++seed) {
+        SCOPED_TRACE(seed);
+        chance dice(seed);
+        random_bytecode generator(dice);
+        programs.push_back(generator.program());
+        native.push_back(programs.back().get());
+        given.push_back(generator.arguments(200 + seed));
+        ASSERT_EQ(tvrk_verify(*programs.back()), "");
+        for (const kernel_engine& engine : interpreters()) {
+            const kernel_outcome got = run_kernel(*programs.back(), given.back(), engine);
+            if (engine.name == interpreters().front().name) expected.push_back(got);
+            ASSERT_EQ(difference(*programs.back(), expected.back(), got), "")
+                << engine.name << "\n"
+                << programs.back()->disassemble();
+        }
+    }
+    if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
+    make_native(native, "bytecode");
+    for (size_t i = 0; i < programs.size(); ++i) {
+        const kernel_outcome got = run_kernel(*programs[i], given[i], native_engine(3));
+        ASSERT_EQ(difference(*programs[i], expected[i], got), "") << programs[i]->disassemble();
+    }
 }
 
 }  // namespace

@@ -73,6 +73,7 @@ void tvrk_lane_runner::stop(uint32_t code) {
 }
 
 uint32_t tvrk_lane_runner::run_chunk(uint64_t chunk, uint64_t begin, uint64_t end) {
+    running = identities;
     const uint32_t code = batch ? run_batches(begin, end) : run_plain(begin, end);
     for (size_t i = 0; i < program.accs.size(); ++i) {
         launch.partials[chunk * program.accs.size() + i] = running[i];
@@ -80,8 +81,9 @@ uint32_t tvrk_lane_runner::run_chunk(uint64_t chunk, uint64_t begin, uint64_t en
     return code;
 }
 
+// Goes on from the values in `running`, and leaves the new ones there.
 uint32_t tvrk_lane_runner::run_plain(uint64_t begin, uint64_t end) {
-    for (size_t i = 0; i < identities.size(); ++i) regs[program.accs[i].reg] = identities[i];
+    for (size_t i = 0; i < running.size(); ++i) regs[program.accs[i].reg] = running[i];
     uint32_t code = TVRK_TRAP_NONE;
     if (native != nullptr) {
         const auto* flag = reinterpret_cast<const volatile unsigned char*>(&launch.abort);
@@ -89,13 +91,12 @@ uint32_t tvrk_lane_runner::run_plain(uint64_t begin, uint64_t end) {
     } else {
         code = tvrk_execute(program, regs.data(), ptrs.data(), begin, end, &launch.abort, &trap, 0);
     }
-    for (size_t i = 0; i < identities.size(); ++i) running[i] = regs[program.accs[i].reg];
+    for (size_t i = 0; i < running.size(); ++i) running[i] = regs[program.accs[i].reg];
     return code;
 }
 
 uint32_t tvrk_lane_runner::run_batches(uint64_t begin, uint64_t end) {
     constexpr uint64_t groups_to_judge = 32;
-    running = identities;
     for (uint64_t first = begin; first < end; first += tvrk_lanes) {
         const auto count = uint32_t(std::min<uint64_t>(tvrk_lanes, end - first));
         if (const uint32_t code = run_group(first, count)) return code;
@@ -104,9 +105,11 @@ uint32_t tvrk_lane_runner::run_batches(uint64_t begin, uint64_t end) {
             running[i] =
                 tvrk_reduce_fold(acc.reduce, acc.prim, running[i], cells[acc.reg].lane, count);
         }
+        if (!may_leave_batch || groups < groups_to_judge || 2 * diverged <= groups) continue;
+        // Lock-step does not pay here. One by one the sums go on in the same order.
+        batch = false;
+        return run_plain(first + count, end);
     }
-    // The decision holds from the next chunk on, so that a chunk has one order of sums.
-    if (may_leave_batch && groups >= groups_to_judge && 2 * diverged > groups) batch = false;
     return TVRK_TRAP_NONE;
 }
 

@@ -75,7 +75,7 @@ void make_native(const std::vector<const tvrk_program*>& programs, const std::st
     }
 }
 
-constexpr uint64_t seeds = 150;
+constexpr uint64_t seeds = 80;
 
 TEST(differential, safe_kernels_in_every_engine) {
     std::vector<trial> trials;

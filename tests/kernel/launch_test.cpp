@@ -84,6 +84,22 @@ TEST(launch, two_dimensions_cut_rows) {
     }
 }
 
+// Lanes that disagree in every group make a runner give lock-step up, in the middle of a chunk.
+TEST(launch, giving_up_lock_step_changes_nothing) {
+    const auto unit = compile(
+        "kernel f32 k(const f32* p) reduce(+) { f32 v = p[gid]; if (gid % 3 == 0) v *= 0.7f; "
+        "return v; }");
+    kernel_arguments given;
+    given.width = 256 * 64 * 50 + 17;
+    std::vector<float> values;
+    for (size_t i = 0; i < given.width; ++i) values.push_back(float(i % 1009) * 0.31f - 100.0f);
+    given.buffers = {kernel_buffer::of(values)};
+    const tvrk_program& program = *unit->kernels[0].program;
+    const float expected = run_kernel(program, given, interpreters()[0]).results[0].f;
+    const kernel_engine automatic{"automatic", tvrk_mode::automatic, tvrk_best_width(), 2};
+    EXPECT_EQ(run_kernel(program, given, automatic).results[0].f, expected);
+}
+
 // Float sums are no one's rounding: first within a chunk, then over the chunks.
 TEST(launch, sums_have_one_order) {
     const auto unit = compile("kernel f32 k(const f32* p) reduce(+) { return p[gid] * 0.1f; }");

@@ -31,6 +31,7 @@ void add_check(CLI::App& app, command_run& chosen);
 void add_disasm(CLI::App& app, command_run& chosen);
 void add_docs(CLI::App& app, command_run& chosen);
 void add_repl(CLI::App& app, command_run& chosen);
+void add_kernel(CLI::App& app, command_run& chosen);
 void add_monitor(CLI::App& app, command_run& chosen);
 
 }  // namespace host

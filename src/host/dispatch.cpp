@@ -31,6 +31,7 @@ int parse_and_run(int argc, const char* const* argv) {
     add_disasm(app, chosen);
     add_docs(app, chosen);
     add_repl(app, chosen);
+    add_kernel(app, chosen);
     add_monitor(app, chosen);
     try {
         app.parse(argc, argv);

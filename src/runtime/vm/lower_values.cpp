@@ -149,11 +149,12 @@ int tvr_lowering::global_register(uint32_t variable) {
 }
 
 int tvr_lowering::member_site(const entry& e) {
-    code.member_sites.push_back({.name = e.name,
-                                 .from = e.from,
-                                 .optional = e.optional,
-                                 .keep = e.keep,
-                                 .known_class = {}});
+    tvr_member_site& site = code.member_sites.emplace_back();
+    site.name = e.name;
+    site.from = e.from;
+    site.optional = e.optional;
+    site.keep = e.keep;
+    site.drops = !e.keep && !e.of_self && is_temporary(e.object);
     return int(code.member_sites.size() - 1);
 }
 

@@ -39,8 +39,10 @@ struct tvr_src_token;
     OP(bor)                                                                                    \
     OP(bxor) /* a = b op c */                                                                  \
     OP(equal)                                                                                  \
-    OP(not_equal) OP(less) OP(less_equal) OP(more)                                             \
-        OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */      \
+    OP(not_equal)                                                                              \
+    OP(less)                                                                                   \
+    OP(less_equal)                                                                             \
+    OP(more) OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */ \
         OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
             OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)             \
                 OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)  \
@@ -108,14 +110,16 @@ inline constexpr int tvr_compare_jump_words = 3;
 
 // A place where a member is named, with its inline cache.
 struct tvr_member_site {
-    const std::string* name;              // in the string table of the program
-    const tvr_program_block_class* from;  // whose methods may see private members; null outside
-    bool optional;                        // missing reads as none and is not made
-    bool keep;                            // the object's temporary is read again
+    // The inline cache; looked at by every access, so it stands in front.
     tvrptr_weak<tvr_program_block_class> known_class;
     uint32_t known_slot = 0;
-    uint32_t known_metadata = 0;  // id; 0 for none
-    int64_t known_place = 0;      // of a native object's member
+    bool optional = false;  // missing reads as none and is not made
+    bool keep = false;      // the object's temporary is read again
+    bool drops = false;     // the object's register is a temporary that is not read again
+    const std::string* name = nullptr;              // in the string table of the program
+    const tvr_program_block_class* from = nullptr;  // whose methods may see private members
+    uint32_t known_metadata = 0;                    // id; 0 for none
+    int64_t known_place = 0;                        // of a native object's member
 };
 
 // A place where something is called.
@@ -152,6 +156,11 @@ public:
         int16_t message;               // variable that takes it
         int16_t clear_from, clear_to;  // cells of the blocks that are left
         uint16_t nesting;
+    };
+
+    struct block_site {
+        tvrptr_base_internal* block;  // of the program
+        bool is_class;
     };
 
     struct source_place {
@@ -192,9 +201,9 @@ public:
     std::vector<tvrvar_shared> constants;
     std::vector<tvr_member_site> member_sites;
     std::vector<tvr_call_site> call_sites;
-    std::vector<tvrptr_base_internal*> block_sites;  // routines and classes of the program
-    std::vector<handler> handlers;                   // inner ones first
-    std::vector<source_place> places;                // rising
+    std::vector<block_site> block_sites;
+    std::vector<handler> handlers;     // inner ones first
+    std::vector<source_place> places;  // rising
     bool any_by_reference = false;
     bool no_except = false;
     bool has_globals = false;

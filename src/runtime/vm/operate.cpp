@@ -270,14 +270,13 @@ void tvr_step_append(const tvr_step& step) {
 }
 
 void tvr_step_function(const tvr_step& step) {
-    tvrptr_base_internal* block = step.frame.machine->block_sites[size_t(step.op->c)];
-    tvrvar_shared made = tvrvar_shared::make();
-    if (auto* definition = dynamic_cast<tvr_program_block_class*>(block)) {
-        made->as_class_def(definition);
+    const auto& site = step.frame.machine->block_sites[size_t(step.op->c)];
+    const tvr_result_cell made(step.frame, step.op->a);
+    if (site.is_class) {
+        made->as_class_def(site.block);
     } else {
-        made->as_function(block, step.frame.base_task);
+        made->as_function(site.block, step.frame.base_task);
     }
-    tvr_put_owned(step.frame, step.op->a, std::move(made));
 }
 
 // The function in a was made for this lambda: its record is its own.

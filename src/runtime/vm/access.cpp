@@ -48,6 +48,10 @@ tvrvar* known_member(tvr_member_site& site, tvr_class& instance, bool& reported)
         reported = false;
         return instance.members[site.known_slot].get();
     }
+    if (site.other_class.control_block() == instance.definition.control_block()) {
+        reported = false;
+        return instance.members[site.other_slot].get();
+    }
     const tvr_program_block_class* definition = instance.definition.get();
     reported = definition == nullptr;
     if (definition == nullptr) {
@@ -61,8 +65,8 @@ tvrvar* known_member(tvr_member_site& site, tvr_class& instance, bool& reported)
         runtime_error("member '", *site.name, "' is private");
         return nullptr;
     }
-    site.known_class = instance.definition;
-    site.known_slot = member->slot;
+    site.other_class = std::exchange(site.known_class, instance.definition);
+    site.other_slot = std::exchange(site.known_slot, member->slot);
     return instance.get_member(member->slot);
 }
 

@@ -110,6 +110,7 @@ private:
     void assign();  // set_and_pop_stack
     void set_element(bool result_used);
     void increment(op plain, op with_old, bool wants_old);
+    void increment_member(op plain);
     void make_template();
 
     // lower_calls.cpp

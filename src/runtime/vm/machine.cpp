@@ -49,6 +49,46 @@ bool copy_number(tvrvar* into, const tvrvar* from) {
     return true;
 }
 
+// A number's value, or a share in what the value has elsewhere, into a temporary that is free to
+// write. A temporary may share a text, since nobody changes it there (tvr_owns_text()).
+bool share_value(const tvr_vm_context& frame, int reg, const tvrvar* from) {
+    tvrvar* into = frame.cells[reg];
+    if (!tvr_is_free_to_write(into)) return false;
+    if (is_int_or_float(from)) {
+        into->type = from->type;
+        into->integer = from->integer;
+        return true;
+    }
+    const bool shared = from->type == tvrvar_type_string || from->type == tvrvar_type_json ||
+                        from->type == tvrvar_type_class;
+    if (!shared || !frame.machine->is_temporary(reg)) return false;
+    from->block->add_strong();
+    into->type = from->type;
+    into->block = from->block;
+    return true;
+}
+
+// The same for a member of an instance in a temporary, which goes with its reading.
+bool take_member(const tvr_vm_context& frame, const tvr_machine_op* op,
+                 const tvr_member_site& site) {
+    tvrvar* object = frame.cells[op->b];
+    if (object->refcount != 1 || object->type != tvrvar_type_class) return false;
+    const auto* instance = static_cast<const tvr_class*>(object->block->object);
+    if (instance == nullptr ||
+        site.known_class.control_block() != instance->definition.control_block()) {
+        return false;
+    }
+    const tvrvar* member = instance->members[site.known_slot].get();
+    tvrptr_control_block* going = object->block;
+    const uint8_t type = std::exchange(object->type, tvrvar_type_none);
+    if (share_value(frame, op->a, member)) {
+        going->drop_strong();
+        return true;
+    }
+    object->type = type;
+    return false;
+}
+
 // The cell of a json's element by int; null where that takes more thought.
 tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
     if (container->type != tvrvar_type_json || index->type != tvrvar_type_int) return nullptr;
@@ -59,11 +99,13 @@ tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
 
 // The member's cell where the site knows the class.
 tvrvar* known_member(const tvr_member_site& site, const tvr_class* instance) {
-    if (instance == nullptr ||
-        site.known_class.control_block() != instance->definition.control_block()) {
-        return nullptr;
-    }
-    return instance->members[site.known_slot].get();
+    if (instance == nullptr) return nullptr;
+    const tvrptr_control_block* definition = instance->definition.control_block();
+    if (site.known_class.control_block() == definition) [[likely]]
+        return instance->members[site.known_slot].get();
+    if (site.other_class.control_block() == definition)
+        return instance->members[site.other_slot].get();
+    return nullptr;
 }
 
 tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
@@ -169,7 +211,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
     tvrvar* into = frame.cells[op->a];
     const bool drops = !keep && frame.machine->is_temporary(op->b);
     if (!frame.machine->is_temporary(op->a)) {
-        if (drops || !into->is_plain() || into->type == tvrvar_type_class) return false;
+        if (drops || !into->is_plain() || element->type == tvrvar_type_string) return false;
         into->set(*element);
         return true;
     }
@@ -423,8 +465,14 @@ at_minus : {
     DO_STEP(tvr_step_minus);
 }
 
-at_negate:
+at_negate : {
+    const tvrvar* from = REG(b);
+    if (from->type == tvrvar_type_int && tvr_is_free_to_write(REG(a))) {
+        write_int(REG(a), from->integer == 0 ? 1 : 0);
+        STEP_ON(1);
+    }
     DO_STEP(tvr_step_negate);
+}
 at_truth:
     DO_STEP(tvr_step_negate);
 at_bnot:
@@ -465,6 +513,11 @@ at_load:
     if (copy_number(REG(a), REG(b))) STEP_ON(1);
     DO_STEP(tvr_step_load);
 at_none:
+    if (tvr_is_free_to_write(REG(a))) {
+        REG(a)->type = tvrvar_type_none;
+        REG(a)->integer = 0;
+        STEP_ON(1);
+    }
     tvr_put_owned(*frame, op->a, tvrvar_shared::make());
     AFTER_STEP(1);
 at_reference:
@@ -538,6 +591,14 @@ at_jump_given : {
 }
 
 at_self : {
+    tvr_class* instance = frame->self.get();
+    if (instance != nullptr && tvr_is_free_to_write(REG(a)) &&
+        frame->machine->is_temporary(op->a)) {
+        REG(a)->block = frame->self.control_block();
+        REG(a)->block->add_strong();
+        REG(a)->type = tvrvar_type_class;
+        STEP_ON(1);
+    }
     frame->next = op;
     {  // a jump by computed address would pass the destructor by
         tvrvar_shared value = tvrvar_shared::make();
@@ -554,15 +615,16 @@ at_self : {
 at_get : {
     const tvr_member_site& site = member_sites[op->c];
     const tvrvar* member = known_member(site, REG(b));
-    if (member != nullptr && !site.drops && copy_number(REG(a), member)) {
+    if (member != nullptr && !site.drops && share_value(*frame, op->a, member)) {
         STEP_ON(1);
     }
+    if (site.drops && take_member(*frame, op, site)) AFTER_STEP(1);
     DO_STEP(tvr_step_get);
 }
 at_get_self : {
     const tvr_member_site& site = member_sites[op->c];
     const tvrvar* member = known_member(site, frame->self.get());
-    if (member != nullptr && copy_number(REG(a), member)) STEP_ON(1);
+    if (member != nullptr && share_value(*frame, op->a, member)) STEP_ON(1);
     DO_STEP(tvr_step_get);
 }
 at_get_handle:
@@ -645,10 +707,11 @@ at_call_native : {
 at_call_method : {
     const tvr_call_site& site = call_sites[op->c];
     tvr_class* self = known_receiver(site, REG(b));
-    if (self != nullptr && !frame->machine->is_temporary(op->b)) {
+    if (self != nullptr) {
         if (tvr_vm_context* callee =
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->self.acquire(self);
+            tvr_drop(*frame, op->b);
             goto enter_top;
         }
     } else if (push_to_list(site, *frame, op)) {

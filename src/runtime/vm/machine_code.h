@@ -42,7 +42,8 @@ struct tvr_src_token;
     OP(not_equal)                                                                              \
     OP(less)                                                                                   \
     OP(less_equal)                                                                             \
-    OP(more) OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */ \
+    OP(more)                                                                                   \
+    OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */          \
         OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
             OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)             \
                 OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)  \
@@ -112,7 +113,9 @@ inline constexpr int tvr_compare_jump_words = 3;
 struct tvr_member_site {
     // The inline cache; looked at by every access, so it stands in front.
     tvrptr_weak<tvr_program_block_class> known_class;
+    tvrptr_weak<tvr_program_block_class> other_class;  // known before that one
     uint32_t known_slot = 0;
+    uint32_t other_slot = 0;
     bool optional = false;  // missing reads as none and is not made
     bool keep = false;      // the object's temporary is read again
     bool drops = false;     // the object's register is a temporary that is not read again

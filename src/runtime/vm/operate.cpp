@@ -217,7 +217,7 @@ void tvr_step_move(const tvr_step& step) {
     if (temporary && source.is_ref()) {
         target.ref_to(source.target);  // the value of an & expression
     } else if (temporary && source.refcount == 1 && source.type == tvrvar_type_string &&
-               target.is_plain()) {
+               tvr_owns_text(source) && target.is_plain()) {
         target.take(source);
     } else {
         target.set(source);
@@ -260,7 +260,7 @@ void tvr_step_append(const tvr_step& step) {
     if (step.op->code == op::op_append_reference) {
         added->ref_to(&value);
     } else if (step.frame.machine->is_temporary(step.op->b) && value.is_plain() &&
-               value.refcount == 1 && value.type != tvrvar_type_object) {
+               value.refcount == 1 && value.type != tvrvar_type_object && tvr_owns_text(value)) {
         added->take(value);
     } else {
         added->set(value);

@@ -1,16 +1,47 @@
 #include "runtime/payload/std_json.h"
 
 #include <algorithm>
-#include <unordered_map>
+#include <bit>
+#include <functional>
 
 #include "runtime/local/error_sink.h"
 #include "runtime/log/log.h"
 #include "runtime/payload/json_text.h"
 #include "runtime/value/payload_pools.h"
 
-// From key to the position of the latest entry that carries it. The keys are the entries' own.
+// From key to the position of the latest entry that carries it: open addressing with linear
+// probing, at most half full. The keys are the entries' own. Removals end it.
 struct tvr_std_json::key_index {
-    std::unordered_map<std::string_view, size_t> places;
+    struct place {
+        uint32_t hash = 0;
+        uint32_t entry = 0;  // its position and one; 0 for a free place
+    };
+
+    static uint32_t hash_of(std::string_view key) {
+        return uint32_t(std::hash<std::string_view>()(key));
+    }
+
+    // The place of a key, or the free one where it belongs.
+    place& find(std::string_view key, uint32_t hash, const std::vector<entry>& entries) {
+        for (size_t at = hash & (places.size() - 1);; at = (at + 1) & (places.size() - 1)) {
+            place& here = places[at];
+            if (here.entry == 0) return here;
+            if (here.hash == hash && entries[here.entry - 1].name() == key) return here;
+        }
+    }
+
+    void put(size_t position, const std::vector<entry>& entries) {
+        const std::string_view key = entries[position].name();
+        const uint32_t hash = hash_of(key);
+        place& here = find(key, hash, entries);
+        if (here.entry == 0) ++used;
+        here = {hash, uint32_t(position + 1)};
+    }
+
+    bool full() const { return used * 2 >= places.size(); }
+
+    std::vector<place> places;
+    size_t used = 0;
 };
 
 tvr_std_json::tvr_std_json() = default;
@@ -18,9 +49,9 @@ tvr_std_json::~tvr_std_json() = default;
 
 void tvr_std_json::make_index() {
     lookup = std::make_unique<key_index>();
-    lookup->places.reserve(keyed);
+    lookup->places.resize(std::bit_ceil(keyed * 4));
     for (size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].has_key()) lookup->places[entries[i].name()] = i;
+        if (entries[i].has_key()) lookup->put(i, entries);
     }
 }
 
@@ -29,8 +60,8 @@ size_t tvr_std_json::place_of(std::string_view key) {
     if (keyed == 0 || key.empty()) return nowhere;
     if (keyed > most_scanned) {
         if (lookup == nullptr) make_index();
-        const auto found = lookup->places.find(key);
-        return found != lookup->places.end() ? found->second : nowhere;
+        const auto found = lookup->find(key, key_index::hash_of(key), entries);
+        return found.entry != 0 ? found.entry - 1 : nowhere;
     }
     for (size_t i = entries.size(); i-- > 0;) {
         if (entries[i].has_key() && entries[i].name() == key) return i;
@@ -74,9 +105,8 @@ void tvr_std_json::add_member(tvrvar_shared value, std::string_view key) {
     added.key = std::make_unique<const std::string>(key);
     ++keyed;
     if (lookup == nullptr) return;
-    // The older entry of this key may go while the newer one stays: the text must be the newer's.
-    lookup->places.erase(added.name());
-    lookup->places.emplace(added.name(), entries.size() - 1);
+    if (lookup->full()) return lookup.reset();
+    lookup->put(entries.size() - 1, entries);
 }
 
 void tvr_std_json::set(std::string_view key, tvrvar_shared value) {

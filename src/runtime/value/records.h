@@ -11,12 +11,14 @@
 
 struct tvr_function_def;
 
-// A script function with what it closes over.
+// A script function with what it closes over. Once its captures are in place it does not change,
+// and all variables that it was assigned to share it.
 struct tvrvar_ptr_function {
     tvrptr_weak<tvr_program_block_routine> routine;
     tvrptr_weak<tvr_task> task;                // the scope that it closes over
     tvrptr_weak<tvr_instance> self;            // `this`, null for none
     tvrptr_strong<tvrvector_shared> captures;  // null for none
+    uint32_t owners = 1;                       // variables
     uint8_t slot = tvr_not_pooled;
 };
 

@@ -61,7 +61,9 @@ void tvrvar::release_payload() {
     case tvrvar_type_object:
     case tvrvar_type_class: return old.block->drop_strong();
     case tvrvar_type_class_def: return old.block->drop_weak();
-    case tvrvar_type_function: return tvr_pool_give(old.function);
+    case tvrvar_type_function:
+        if (--old.function->owners == 0) tvr_pool_give(old.function);
+        return;
     case tvrvar_type_ext_function: return tvr_pool_give(old.ext_function);
     case tvrvar_type_member_literal: return tvr_pool_give(old.member_literal);
     case tvrvar_type_member_index: return tvr_pool_give(old.member_index);

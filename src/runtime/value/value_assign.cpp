@@ -62,15 +62,17 @@ void copy_class_def(tvrvar& target, const tvrvar& source) {
 void copy_function(tvrvar& target, const tvrvar& source) {
     tvrvar made;
     made.type = tvrvar_type_function;
+    if (source.function->task.control_block()->holds_object()) {
+        made.function = source.function;
+        ++made.function->owners;
+        return target.take(made);
+    }
     made.function = tvr_pool_take<tvrvar_ptr_function>();
     made.function->routine = source.function->routine;
-    made.function->task = source.function->task;
     made.function->self = source.function->self;
     made.function->captures = source.function->captures;
     tvrptr_control_block* root = tvr_local().root_task;
-    if (!made.function->task.control_block()->holds_object() && root != nullptr) {
-        made.function->task.acquire(root);
-    }
+    if (root != nullptr) made.function->task.acquire(root);
     target.take(made);
 }
 

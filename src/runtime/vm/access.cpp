@@ -6,6 +6,7 @@
 #include "runtime/object/class_instance.h"
 #include "runtime/payload/std_buffer.h"
 #include "runtime/payload/std_json.h"
+#include "runtime/payload/std_string.h"
 #include "runtime/task/task.h"
 #include "runtime/value/plain_value.h"
 #include "runtime/value/records.h"
@@ -47,6 +48,10 @@ tvrvar* known_member(tvr_member_site& site, tvr_class& instance, bool& reported)
         reported = false;
         return instance.members[site.known_slot].get();
     }
+    if (site.other_class.control_block() == instance.definition.control_block()) {
+        reported = false;
+        return instance.members[site.other_slot].get();
+    }
     const tvr_program_block_class* definition = instance.definition.get();
     reported = definition == nullptr;
     if (definition == nullptr) {
@@ -60,8 +65,8 @@ tvrvar* known_member(tvr_member_site& site, tvr_class& instance, bool& reported)
         runtime_error("member '", *site.name, "' is private");
         return nullptr;
     }
-    site.known_class = instance.definition;
-    site.known_slot = member->slot;
+    site.other_class = std::exchange(site.known_class, instance.definition);
+    site.other_slot = std::exchange(site.known_slot, member->slot);
     return instance.get_member(member->slot);
 }
 
@@ -269,7 +274,16 @@ void index_class(const tvr_step& step, tvrvar& container, tvrvar& key) {
     answer(step, *found);
 }
 
+// The entry of a json under a text, made when it is missing.
+tvrvar_shared entry_of(tvrvar& container, tvrvar& key) {
+    auto& json = *static_cast<tvr_std_json*>(container.block->object);
+    return json.get_member(static_cast<tvr_std_string*>(key.block->object)->text);
+}
+
 void index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key) {
+    if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
+        return answer(step, *entry_of(container, *key));
+    }
     switch (container.type) {
     case tvrvar_type_class: return index_class(step, container, *key);
     case tvrvar_type_none: container.as_json(true); break;
@@ -307,6 +321,9 @@ void index_optional(const tvr_step& step, tvrvar& container, tvrvar_shared& key)
 }
 
 void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key, tvrvar& value) {
+    if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
+        return entry_of(container, *key)->set(value);
+    }
     if (auto* method = tvr_operator_of(container, tvr_operator_setitem)) {
         tvrvar* const args[] = {key.get(), &value};
         tvr_push_operator(step, *method, *static_cast<tvr_class*>(container.block->object), args, 0,

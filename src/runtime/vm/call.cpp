@@ -37,7 +37,7 @@ void tvr_pass_argument(const tvr_step& step, tvr_vm_context& callee, int reg, si
     } else if (temporary && source->is_ref()) {
         target->ref_to(source->target);
     } else if (temporary && source->is_plain() && source->refcount == 1 &&
-               source->type != tvrvar_type_object) {
+               source->type != tvrvar_type_object && tvr_owns_text(*source)) {
         return std::swap(target, source);
     } else {
         target->set(*source);
@@ -443,7 +443,8 @@ void give_value(tvr_vm_context& caller, tvr_vm_context& callee, int reg) {
     tvrvar*& value = callee.cells[reg];
     const bool own = reg >= 0 && value->refcount == 1 && value->is_plain();
     if (own && caller.machine->is_temporary(into)) return std::swap(caller.cells[into], value);
-    if (own && value->type == tvrvar_type_string && caller.cells[into]->is_plain()) {
+    if (own && value->type == tvrvar_type_string && tvr_owns_text(*value) &&
+        caller.cells[into]->is_plain()) {
         return caller.cells[into]->take(*value);
     }
     const bool reference = callee.machine->is_temporary(reg) && value->is_ref();

@@ -56,6 +56,12 @@ inline void tvr_drop(tvr_vm_context& frame, int reg) {
     }
 }
 
+// Whether a value may be moved out of a temporary into a variable: a text only where the temporary
+// does not share it with the variable that it was read from.
+inline bool tvr_owns_text(const tvrvar& value) {
+    return value.type != tvrvar_type_string || value.block->strong == 1;
+}
+
 // Where the result of an operation is made, for the length of a scope: the register's own cell
 // where that is allowed, else another one, which takes its place or is assigned to it at the end.
 class tvr_result_cell {

@@ -209,7 +209,8 @@ bool tvr_lowering::lower_constant(block& in, const uint8_t* at) {
             found = static_cast<tvr_program_block_base*>(found)->parent.get();
         }
         auto& holder = *static_cast<tvr_program_block_base*>(found);
-        code.block_sites.push_back(holder.get_sub_blocks()[index_field(at)].get());
+        tvr_program_block_base* sub = holder.get_sub_blocks()[index_field(at)].get();
+        code.block_sites.push_back({sub, dynamic_cast<tvr_program_block_class*>(sub) != nullptr});
         set_top(entry::kind::function, int(code.block_sites.size() - 1));
         if (code.block_sites.size() > INT16_MAX) fail("functions");
         return true;
@@ -376,6 +377,7 @@ bool is_comparison(tvr_machine_opcode code) {
 bool tvr_lowering::lower_jump(block& in, const uint8_t* at) {
     if (!is_jump(*at)) return false;
     const uint32_t target = jump_target(in.at, at), behind = in.at + tvr_instruction(*at).size;
+    if (*at == tvr_op_jmp && target <= in.at && invert_loop(in, target, behind)) return true;
     if (*at == tvr_op_jmp) {
         if (!stack.empty()) settle(top());  // the value of ?:
         jump_to(in, target, emit(target > in.at ? op::op_jump : op::op_loop));
@@ -408,6 +410,38 @@ bool tvr_lowering::lower_jump(block& in, const uint8_t* at) {
     top().is = entry::kind::none;
     if (fused) jump_to(in, target, jump + 1);
     jump_to(in, target, jump);
+    if (fused) in.bodies[in.at] = code.code.size();
+    return true;
+}
+
+// The end of a loop whose test is one comparison: instead of going back to the test, it stands here
+// once more and leads to the body. False when the loop is of another kind.
+bool tvr_lowering::invert_loop(block& in, uint32_t head, uint32_t behind) {
+    const std::vector<uint8_t>& bytes = in.routine->code;
+    uint32_t test = head;
+    for (; test < in.at && !is_jump(bytes[test]); test += tvr_instruction(bytes[test]).size) {
+        if (test != head && in.labels.contains(test)) return false;
+    }
+    const auto body = in.bodies.find(test);
+    if (body == in.bodies.end() || bytes[test] != tvr_op_jmp_if_false ||
+        jump_target(test, &bytes[test]) != behind) {
+        return false;
+    }
+    const uint32_t here = in.at;
+    for (uint32_t at = head; at < test; at += tvr_instruction(bytes[at]).size) {
+        in.at = at;
+        token = in.routine->token_at(at);
+        lower_instruction(in, &bytes[at]);
+    }
+    in.at = here;
+    tvr_machine_op& comparison = code.code.back();
+    const int answer = comparison.a;
+    comparison = {with_jump(comparison.code, true), comparison.b, comparison.c, 0};
+    const size_t jump = emit(op::op_jump);
+    code.code[jump].set_offset(int32_t(int64_t(body->second) - int64_t(jump)));
+    const size_t test_again = emit(op::op_test_true, answer);
+    code.code[test_again].set_offset(int32_t(int64_t(body->second) - int64_t(test_again)));
+    top().is = entry::kind::none;
     return true;
 }
 

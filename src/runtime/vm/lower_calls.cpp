@@ -7,8 +7,9 @@
 void tvr_lowering::open(bool native) {
     calls.push_back({.callee = stack.size() - 1, .native = native, .site = {}});
     if (native || top().is != entry::kind::function) return;
-    auto* known = dynamic_cast<tvr_program_block_routine*>(code.block_sites[size_t(top().reg)]);
-    if (dynamic_cast<tvr_program_block_class*>(known) == nullptr) calls.back().site.routine = known;
+    const auto& known = code.block_sites[size_t(top().reg)];
+    if (known.is_class) return;
+    calls.back().site.routine = static_cast<tvr_program_block_routine*>(known.block);
 }
 
 // Whether anything is assigned to between here and the call that is open.

@@ -175,11 +175,12 @@ int tvr_lowering::global_register(uint32_t variable) {
 }
 
 int tvr_lowering::member_site(const entry& e) {
-    code.member_sites.push_back({.name = e.name,
-                                 .from = e.from,
-                                 .optional = e.optional,
-                                 .keep = e.keep,
-                                 .known_class = {}});
+    tvr_member_site& site = code.member_sites.emplace_back();
+    site.name = e.name;
+    site.from = e.from;
+    site.optional = e.optional;
+    site.keep = e.keep;
+    site.drops = !e.keep && !e.of_self && is_temporary(e.object);
     return int(code.member_sites.size() - 1);
 }
 
@@ -230,6 +231,7 @@ void tvr_lowering::set_element(bool result_used) {
 }
 
 void tvr_lowering::increment(op plain, op with_old, bool wants_old) {
+    if (!wants_old && top().is == entry::kind::member) return increment_member(plain);
     const int target = cell(top());
     if (!wants_old) {
         emit(plain, target);
@@ -237,6 +239,19 @@ void tvr_lowering::increment(op plain, op with_old, bool wants_old) {
     }
     const int into = target == top().home ? top().end : top().home;
     emit(with_old, into, target);
+    set_temporary(top(), into);
+}
+
+// Read, counted and written back, so that no handle on the member is needed.
+void tvr_lowering::increment_member(op plain) {
+    entry member = top();
+    member.keep = true;
+    const int into = std::max(member.home, member.of_self ? 0 : member.object + 1);
+    emit(member.of_self ? op::op_get_self : op::op_get, into, member.object, member_site(member));
+    emit(plain, into);
+    member.keep = top().keep;
+    emit(member.of_self ? op::op_set_self : op::op_set, member.of_self ? 0 : member.object, into,
+         member_site(member));
     set_temporary(top(), into);
 }
 

@@ -66,6 +66,8 @@ private:
         std::vector<size_t> leave;  // jumps to its end: breaks, ends of defaults
         std::map<uint32_t, label> labels = {};
         uint32_t at = 0;  // offset of the running instruction
+        // By the offset of a test that is one with its jump: the operation behind it.
+        std::map<uint32_t, size_t> bodies = {};
     };
 
     struct open_call {
@@ -85,6 +87,7 @@ private:
     bool lower_stack(block& in, const uint8_t* at);
     bool lower_access(block& in, const uint8_t* at);
     bool lower_jump(block& in, const uint8_t* at);
+    bool invert_loop(block& in, uint32_t head, uint32_t behind);
     bool lower_call(block& in, const uint8_t* at);
     bool lower_block_op(block& in, const uint8_t* at);
     bool is_read_later(const block& in) const;
@@ -109,6 +112,7 @@ private:
     void assign(bool result_used);  // set_and_pop_stack
     void set_element(bool result_used);
     void increment(op plain, op with_old, bool wants_old);
+    void increment_member(op plain);
     void make_template();
 
     // lower_calls.cpp

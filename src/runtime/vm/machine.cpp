@@ -3,12 +3,14 @@
 
 #include "runtime/vm/machine.h"
 
+#include "frontend/program/program_block.h"
 #include "runtime/local/signals.h"
 #include "runtime/object/class_instance.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/script/script.h"
 #include "runtime/task/task.h"
 #include "runtime/value/arithmetic.h"
+#include "runtime/value/records.h"
 #include "runtime/vm/attention.h"
 #include "runtime/vm/cells.h"
 #include "runtime/vm/push.h"
@@ -47,6 +49,46 @@ bool copy_number(tvrvar* into, const tvrvar* from) {
     return true;
 }
 
+// A number's value, or a share in what the value has elsewhere, into a temporary that is free to
+// write. A temporary may share a text, since nobody changes it there (tvr_owns_text()).
+bool share_value(const tvr_vm_context& frame, int reg, const tvrvar* from) {
+    tvrvar* into = frame.cells[reg];
+    if (!tvr_is_free_to_write(into)) return false;
+    if (is_int_or_float(from)) {
+        into->type = from->type;
+        into->integer = from->integer;
+        return true;
+    }
+    const bool shared = from->type == tvrvar_type_string || from->type == tvrvar_type_json ||
+                        from->type == tvrvar_type_class;
+    if (!shared || !frame.machine->is_temporary(reg)) return false;
+    from->block->add_strong();
+    into->type = from->type;
+    into->block = from->block;
+    return true;
+}
+
+// The same for a member of an instance in a temporary, which goes with its reading.
+bool take_member(const tvr_vm_context& frame, const tvr_machine_op* op,
+                 const tvr_member_site& site) {
+    tvrvar* object = frame.cells[op->b];
+    if (object->refcount != 1 || object->type != tvrvar_type_class) return false;
+    const auto* instance = static_cast<const tvr_class*>(object->block->object);
+    if (instance == nullptr ||
+        site.known_class.control_block() != instance->definition.control_block()) {
+        return false;
+    }
+    const tvrvar* member = instance->members[site.known_slot].get();
+    tvrptr_control_block* going = object->block;
+    const uint8_t type = std::exchange(object->type, tvrvar_type_none);
+    if (share_value(frame, op->a, member)) {
+        going->drop_strong();
+        return true;
+    }
+    object->type = type;
+    return false;
+}
+
 // The cell of a json's element by int; null where that takes more thought.
 tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
     if (container->type != tvrvar_type_json || index->type != tvrvar_type_int) return nullptr;
@@ -57,11 +99,13 @@ tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
 
 // The member's cell where the site knows the class.
 tvrvar* known_member(const tvr_member_site& site, const tvr_class* instance) {
-    if (instance == nullptr ||
-        site.known_class.control_block() != instance->definition.control_block()) {
-        return nullptr;
-    }
-    return instance->members[site.known_slot].get();
+    if (instance == nullptr) return nullptr;
+    const tvrptr_control_block* definition = instance->definition.control_block();
+    if (site.known_class.control_block() == definition) [[likely]]
+        return instance->members[site.known_slot].get();
+    if (site.other_class.control_block() == definition)
+        return instance->members[site.other_slot].get();
+    return nullptr;
 }
 
 tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
@@ -71,9 +115,11 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
 
 // The frame of a call that is nothing out of the ordinary: all parameters given in order, none by
 // reference. Null where tvr_step_call... has to look closer.
-tvr_vm_context* push_plain_call(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
-                                const tvr_call_site& site, tvr_program_block_routine& routine,
-                                tvr_task& base, uint32_t limit) {
+[[gnu::always_inline]] inline tvr_vm_context* push_plain_call(tvr_task& task, tvr_vm_context& frame,
+                                                              const tvr_machine_op* op,
+                                                              const tvr_call_site& site,
+                                                              tvr_program_block_routine& routine,
+                                                              tvr_task& base, uint32_t limit) {
     tvr_machine_code* machine = routine.machine.get();
     const size_t count = site.operands.size();
     const uint32_t depth = frame.depth + site.nesting + 1;
@@ -106,6 +152,21 @@ tvr_vm_context* push_plain_call(tvr_task& task, tvr_vm_context& frame, const tvr
     frame.next = op + 1;
     task.top = callee;
     return callee;
+}
+
+// The call of a function value without `this`. Null where tvr_step_call has to look closer.
+tvr_vm_context* push_value_call(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
+                                const tvr_call_site& site, uint32_t limit) {
+    const tvrvar* callee = frame.cells[op->b];
+    if (callee->type != tvrvar_type_function || frame.machine->is_temporary(op->b)) return nullptr;
+    const tvrvar_ptr_function& function = *callee->function;
+    tvr_program_block_routine* routine = function.routine.get();
+    tvr_task* base = function.task.get();
+    if (routine == nullptr || base == nullptr || function.self.get() != nullptr) return nullptr;
+    const tvrvector_shared* captures = function.captures.get();
+    tvr_vm_context* made = push_plain_call(task, frame, op, site, *routine, *base, limit);
+    if (made != nullptr && captures != nullptr) tvr_set_captures(*made, *captures);
+    return made;
 }
 
 // The instance in a register, where the call site knows its class.
@@ -145,16 +206,21 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
     tvrvar* container = frame.cells[op->b];
     const tvrvar* index = frame.cells[op->c];
     tvrvar* element = plain_element(container, index);
-    if (element == nullptr || !frame.machine->is_temporary(op->a)) return false;
-    const bool is_json = element->type == tvrvar_type_json;
-    if (!is_json && !is_int_or_float(element)) return false;
+    if (element == nullptr) return false;
+    const bool is_shared = element->type == tvrvar_type_json || element->type == tvrvar_type_class;
+    if (!is_shared && !is_int_or_float(element)) return false;
     tvrvar* into = frame.cells[op->a];
     const bool drops = !keep && frame.machine->is_temporary(op->b);
+    if (!frame.machine->is_temporary(op->a)) {
+        if (drops || !into->is_plain() || element->type == tvrvar_type_string) return false;
+        into->set(*element);
+        return true;
+    }
     if (drops && container->refcount != 1) return false;
     if (into != container && !tvr_is_free_to_write(into)) return false;
     if (into == container && !drops) return false;
     tvrptr_control_block* going = drops ? container->block : nullptr;
-    if (is_json) element->block->add_strong();
+    if (is_shared) element->block->add_strong();
     if (drops) container->type = tvrvar_type_none;
     into->type = element->type;
     into->integer = element->integer;
@@ -242,24 +308,30 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
         DO_STEP(tvr_step_compare);                                         \
     }
 
-#define COMPARE_JUMP(name, rule, wanted)                       \
-    at_##name##_##wanted : {                                   \
-        const tvrvar *x = REG(a), *y = REG(b);                 \
-        bool truth;                                            \
-        if (both_int(x, y)) [[likely]] {                       \
-            truth = x->integer rule y->integer;                \
-        } else if (is_int_or_float(x) && is_int_or_float(y)) { \
-            truth = as_double(x) rule as_double(y);            \
-        } else {                                               \
-            comparison = op_code::op_##name;                   \
-            jumps_if = wanted;                                 \
-            goto compare_slowly;                               \
-        }                                                      \
-        if (truth == wanted) {                                 \
-            op += 1 + op[1].offset();                          \
-            NEXT();                                            \
-        }                                                      \
-        STEP_ON(tvr_compare_jump_words);                       \
+#define COMPARE_JUMP(name, rule, wanted)                                                      \
+    at_##name##_##wanted : {                                                                  \
+        const tvrvar *x = REG(a), *y = REG(b);                                                \
+        bool truth;                                                                           \
+        if (both_int(x, y)) [[likely]] {                                                      \
+            truth = x->integer rule y->integer;                                               \
+        } else if (is_int_or_float(x) && is_int_or_float(y)) {                                \
+            truth = as_double(x) rule as_double(y);                                           \
+        } else {                                                                              \
+            comparison = op_code::op_##name;                                                  \
+            jumps_if = wanted;                                                                \
+            goto compare_slowly;                                                              \
+        }                                                                                     \
+        if (truth == wanted) {                                                                \
+            /* Loops end with a jump if true, so it polls. */                                 \
+            if (wanted && signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] { \
+                following = op + 1 + op[1].offset();                                          \
+                frame->next = op;                                                             \
+                goto attention;                                                               \
+            }                                                                                 \
+            op += 1 + op[1].offset();                                                         \
+            NEXT();                                                                           \
+        }                                                                                     \
+        STEP_ON(tvr_compare_jump_words);                                                      \
     }
 
 tvr_vm_code tvr_run_frames(tvr_task& task) {
@@ -272,6 +344,8 @@ tvr_vm_code tvr_run_frames(tvr_task& task) {
     tvr_thread_local& local = tvr_local();
     tvr_vm_context* frame = nullptr;
     tvrvar** row = nullptr;
+    tvr_member_site* member_sites = nullptr;  // of the frame's code
+    tvr_call_site* call_sites = nullptr;
     const tvr_machine_op* op = nullptr;
     const tvr_machine_op* following = nullptr;  // where it goes on behind `attention`
     const uint32_t limit =
@@ -284,6 +358,8 @@ enter_top:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
+    member_sites = frame->machine->member_sites.data();
+    call_sites = frame->machine->call_sites.data();
     op = frame->next;
     if (signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] {
         following = op;
@@ -296,7 +372,10 @@ attention:
     if (!task.error_pending && task.top == frame) frame->next = following;
     {
         // A function is about to begin, or a turn of a loop.
-        const bool between = task.top != frame || op->code == op_code::op_loop;
+        const bool turns = op->code == op_code::op_loop ||
+                           (op->code >= op_code::op_equal_true &&
+                            op->code <= op_code::op_more_equal_true && following < op);
+        const bool between = task.top != frame || turns;
         const tvr_vm_code code = tvr_attend(task, between);
         if (code != vm_running) return code;
     }
@@ -304,6 +383,8 @@ attention:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
+    member_sites = frame->machine->member_sites.data();
+    call_sites = frame->machine->call_sites.data();
     op = frame->next;
     NEXT();
 
@@ -385,8 +466,14 @@ at_minus : {
     DO_STEP(tvr_step_minus);
 }
 
-at_negate:
+at_negate : {
+    const tvrvar* from = REG(b);
+    if (from->type == tvrvar_type_int && tvr_is_free_to_write(REG(a))) {
+        write_int(REG(a), from->integer == 0 ? 1 : 0);
+        STEP_ON(1);
+    }
     DO_STEP(tvr_step_negate);
+}
 at_truth:
     DO_STEP(tvr_step_negate);
 at_bnot:
@@ -427,6 +514,11 @@ at_load:
     if (copy_number(REG(a), REG(b))) STEP_ON(1);
     DO_STEP(tvr_step_load);
 at_none:
+    if (tvr_is_free_to_write(REG(a))) {
+        REG(a)->type = tvrvar_type_none;
+        REG(a)->integer = 0;
+        STEP_ON(1);
+    }
     frame->next = op;
     tvr_put_owned(*frame, op->a, tvrvar_shared::make());
     AFTER_STEP(1);
@@ -503,6 +595,14 @@ at_jump_given : {
 }
 
 at_self : {
+    tvr_class* instance = frame->self.get();
+    if (instance != nullptr && tvr_is_free_to_write(REG(a)) &&
+        frame->machine->is_temporary(op->a)) {
+        REG(a)->block = frame->self.control_block();
+        REG(a)->block->add_strong();
+        REG(a)->type = tvrvar_type_class;
+        STEP_ON(1);
+    }
     frame->next = op;
     {  // a jump by computed address would pass the destructor by
         tvrvar_shared value = tvrvar_shared::make();
@@ -517,19 +617,18 @@ at_self : {
 }
 
 at_get : {
-    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvr_member_site& site = member_sites[op->c];
     const tvrvar* member = known_member(site, REG(b));
-    // The object's temporary, if it is one, is left to the step.
-    if (member != nullptr && (op->b < frame->machine->num_variables || site.keep) &&
-        copy_number(REG(a), member)) {
+    if (member != nullptr && !site.drops && share_value(*frame, op->a, member)) {
         STEP_ON(1);
     }
+    if (site.drops && take_member(*frame, op, site)) AFTER_STEP(1);
     DO_STEP(tvr_step_get);
 }
 at_get_self : {
-    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvr_member_site& site = member_sites[op->c];
     const tvrvar* member = known_member(site, frame->self.get());
-    if (member != nullptr && copy_number(REG(a), member)) STEP_ON(1);
+    if (member != nullptr && share_value(*frame, op->a, member)) STEP_ON(1);
     DO_STEP(tvr_step_get);
 }
 at_get_handle:
@@ -538,16 +637,15 @@ at_get_self_handle:
     DO_STEP(tvr_step_get);
 
 at_set : {
-    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvr_member_site& site = member_sites[op->c];
     tvrvar* member = known_member(site, REG(a));
-    if (member != nullptr && (op->a < frame->machine->num_variables || site.keep) &&
-        copy_number(member, REG(b))) {
+    if (member != nullptr && !site.drops && copy_number(member, REG(b))) {
         STEP_ON(1);
     }
     DO_STEP(tvr_step_set);
 }
 at_set_self : {
-    const tvr_member_site& site = frame->machine->member_sites[size_t(op->c)];
+    const tvr_member_site& site = member_sites[op->c];
     tvrvar* member = known_member(site, frame->self.get());
     if (member != nullptr && copy_number(member, REG(b))) STEP_ON(1);
     DO_STEP(tvr_step_set);
@@ -587,17 +685,20 @@ at_capture:
 at_bind_self:
     DO_STEP(tvr_step_capture);
 
-at_call:
+at_call : {
+    const tvr_call_site& site = call_sites[op->c];
+    if (push_value_call(task, *frame, op, site, limit) != nullptr) goto enter_top;
     DO_STEP(tvr_step_call);
+}
 at_call_known : {
-    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    const tvr_call_site& site = call_sites[op->c];
     if (push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
         goto enter_top;
     }
     DO_STEP(tvr_step_call_known);
 }
 at_call_native : {
-    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    const tvr_call_site& site = call_sites[op->c];
     if (site.native->intrinsic == tvr_intrinsic::size && site.operands.size() == 1) {
         const tvrvar* measured = row[site.operands[0]];
         if (measured->type == tvrvar_type_json && op->a != tvr_no_register &&
@@ -610,12 +711,13 @@ at_call_native : {
     DO_STEP(tvr_step_call_native);
 }
 at_call_method : {
-    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    const tvr_call_site& site = call_sites[op->c];
     tvr_class* self = known_receiver(site, REG(b));
-    if (self != nullptr && !frame->machine->is_temporary(op->b)) {
+    if (self != nullptr) {
         if (tvr_vm_context* callee =
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->self.acquire(self);
+            tvr_drop(*frame, op->b);
             goto enter_top;
         }
     } else {
@@ -625,7 +727,7 @@ at_call_method : {
     DO_STEP(tvr_step_call_method);
 }
 at_call_self : {
-    const tvr_call_site& site = frame->machine->call_sites[size_t(op->c)];
+    const tvr_call_site& site = call_sites[op->c];
     tvr_class* self = frame->self.get();
     if (self != nullptr && site.known_class.control_block() == self->definition.control_block()) {
         if (tvr_vm_context* callee =

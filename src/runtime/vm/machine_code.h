@@ -29,58 +29,59 @@ struct tvr_src_token;
 
 // In the comments: a, b and c are registers unless it says so; temporaries that are read are
 // dropped, but for those of the jumps and of what says "keep".
-#define TVR_MACHINE_OPS(OP)                                                                    \
-    OP(add)                                                                                    \
-    OP(sub)                                                                                    \
-    OP(mult)                                                                                   \
-    OP(div)                                                                                    \
-    OP(mod)                                                                                    \
-    OP(band)                                                                                   \
-    OP(bor)                                                                                    \
-    OP(bxor) /* a = b op c */                                                                  \
-    OP(equal)                                                                                  \
-    OP(not_equal)                                                                              \
-    OP(less)                                                                                   \
-    OP(less_equal)                                                                             \
-    OP(more) OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */ \
-        OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)      \
-            OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)             \
-                OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate)  \
-                    OP(bnot) OP(truth)             /* a from b */                              \
-        OP(increment) OP(decrement)                /* a in place */                            \
-        OP(increment_old) OP(decrement_old)        /* a = old value of b */                    \
-        OP(move)                                   /* assign b to what a holds */              \
-        OP(load)                                   /* temporary a = value of b, keep */        \
-        OP(none)                                   /* a = none */                              \
-        OP(reference)                              /* temporary a = reference to b's cell */   \
-        OP(bind)                                   /* a's cell becomes a reference to b's */   \
-        OP(new_json)                               /* a = a new json */                        \
-        OP(append)                                 /* to the json a: b; keep a */              \
-        OP(append_reference)                       /* to the json a: reference to b; keep a */ \
-        OP(bind_object)                            /* flag on a */                             \
-        OP(clear)                                  /* cells a to below b are reset */          \
-        OP(drop)                                   /* temporary a is not read */               \
-        OP(jump) OP(loop)                          /* by offset(); loop polls */               \
-        OP(jump_false) OP(jump_true) OP(jump_some) /* if a, by offset(); keep */               \
-        OP(test_false) OP(test_true)               /* if a, by offset() */                     \
-        OP(jump_given)                             /* if parameter a was given, by offset() */ \
-        OP(self)                                   /* a = this */                              \
-        OP(get) OP(get_handle)                     /* a = b.name, site c */                    \
-        OP(get_self) OP(get_self_handle)           /* a = this.name, site c */                 \
-        OP(set) OP(set_self)                       /* a.name = b; this.name = b; site c */     \
-        OP(index) OP(index_handle)                 /* a = b[c] */                              \
-        OP(index_keep)                             /* a = b[c]; keep both */                   \
-        OP(index_optional)                         /* a = b[c]; missing is none, not made */   \
-        OP(set_index)                              /* a[b] = c */                              \
-        OP(function)                               /* a = value of block site c */             \
-        OP(capture)                                /* function a, keep, takes a copy of b */   \
-        OP(bind_self)                              /* function a, keep, takes this */          \
-        OP(call)                                   /* a = b(...), site c */                    \
-        OP(call_known) OP(call_native)             /* a = site c's (...) */                    \
-        OP(call_method)                            /* a = b.name(...), site c */               \
-        OP(call_self) OP(call_super)               /* a = this.name(...), site c */            \
-        OP(give) OP(give_none)                     /* return a; return */                      \
-        OP(make_instance)                          /* end of a class's body */                 \
+#define TVR_MACHINE_OPS(OP)                                                                       \
+    OP(add)                                                                                       \
+    OP(sub)                                                                                       \
+    OP(mult)                                                                                      \
+    OP(div)                                                                                       \
+    OP(mod)                                                                                       \
+    OP(band)                                                                                      \
+    OP(bor)                                                                                       \
+    OP(bxor) /* a = b op c */                                                                     \
+    OP(equal)                                                                                     \
+    OP(not_equal)                                                                                 \
+    OP(less)                                                                                      \
+    OP(less_equal)                                                                                \
+    OP(more)                                                                                      \
+    OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */             \
+    OP(equal_true)                                                                                \
+    OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true) OP(more_equal_true)        \
+        OP(equal_false) OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)    \
+            OP(more_equal_false) OP(minus) OP(negate) OP(bnot) OP(truth) /* a from b */           \
+        OP(increment) OP(decrement)                                      /* a in place */         \
+        OP(increment_old) OP(decrement_old)                              /* a = old value of b */ \
+        OP(move)                                   /* assign b to what a holds */                 \
+        OP(load)                                   /* temporary a = value of b, keep */           \
+        OP(none)                                   /* a = none */                                 \
+        OP(reference)                              /* temporary a = reference to b's cell */      \
+        OP(bind)                                   /* a's cell becomes a reference to b's */      \
+        OP(new_json)                               /* a = a new json */                           \
+        OP(append)                                 /* to the json a: b; keep a */                 \
+        OP(append_reference)                       /* to the json a: reference to b; keep a */    \
+        OP(bind_object)                            /* flag on a */                                \
+        OP(clear)                                  /* cells a to below b are reset */             \
+        OP(drop)                                   /* temporary a is not read */                  \
+        OP(jump) OP(loop)                          /* by offset(); loop polls */                  \
+        OP(jump_false) OP(jump_true) OP(jump_some) /* if a, by offset(); keep */                  \
+        OP(test_false) OP(test_true)               /* if a, by offset() */                        \
+        OP(jump_given)                             /* if parameter a was given, by offset() */    \
+        OP(self)                                   /* a = this */                                 \
+        OP(get) OP(get_handle)                     /* a = b.name, site c */                       \
+        OP(get_self) OP(get_self_handle)           /* a = this.name, site c */                    \
+        OP(set) OP(set_self)                       /* a.name = b; this.name = b; site c */        \
+        OP(index) OP(index_handle)                 /* a = b[c] */                                 \
+        OP(index_keep)                             /* a = b[c]; keep both */                      \
+        OP(index_optional)                         /* a = b[c]; missing is none, not made */      \
+        OP(set_index)                              /* a[b] = c */                                 \
+        OP(function)                               /* a = value of block site c */                \
+        OP(capture)                                /* function a, keep, takes a copy of b */      \
+        OP(bind_self)                              /* function a, keep, takes this */             \
+        OP(call)                                   /* a = b(...), site c */                       \
+        OP(call_known) OP(call_native)             /* a = site c's (...) */                       \
+        OP(call_method)                            /* a = b.name(...), site c */                  \
+        OP(call_self) OP(call_super)               /* a = this.name(...), site c */               \
+        OP(give) OP(give_none)                     /* return a; return */                         \
+        OP(make_instance)                          /* end of a class's body */                    \
         OP(invalid)                                /* opcode a */
 
 enum class tvr_machine_opcode : uint16_t {
@@ -112,14 +113,18 @@ inline constexpr int tvr_compare_jump_words = 3;
 
 // A place where a member is named, with its inline cache.
 struct tvr_member_site {
-    const std::string* name;              // in the string table of the program
-    const tvr_program_block_class* from;  // whose methods may see private members; null outside
-    bool optional;                        // missing reads as none and is not made
-    bool keep;                            // the object's temporary is read again
+    // The inline cache; looked at by every access, so it stands in front.
     tvrptr_weak<tvr_program_block_class> known_class;
+    tvrptr_weak<tvr_program_block_class> other_class;  // known before that one
     uint32_t known_slot = 0;
-    uint32_t known_metadata = 0;  // id; 0 for none
-    int64_t known_place = 0;      // of a native object's member
+    uint32_t other_slot = 0;
+    bool optional = false;  // missing reads as none and is not made
+    bool keep = false;      // the object's temporary is read again
+    bool drops = false;     // the object's register is a temporary that is not read again
+    const std::string* name = nullptr;              // in the string table of the program
+    const tvr_program_block_class* from = nullptr;  // whose methods may see private members
+    uint32_t known_metadata = 0;                    // id; 0 for none
+    int64_t known_place = 0;                        // of a native object's member
 };
 
 // A place where something is called.
@@ -156,6 +161,11 @@ public:
         int16_t message;               // variable that takes it
         int16_t clear_from, clear_to;  // cells of the blocks that are left
         uint16_t nesting;
+    };
+
+    struct block_site {
+        tvrptr_base_internal* block;  // of the program
+        bool is_class;
     };
 
     struct source_place {
@@ -196,9 +206,9 @@ public:
     std::vector<tvrvar_shared> constants;
     std::vector<tvr_member_site> member_sites;
     std::vector<tvr_call_site> call_sites;
-    std::vector<tvrptr_base_internal*> block_sites;  // routines and classes of the program
-    std::vector<handler> handlers;                   // inner ones first
-    std::vector<source_place> places;                // rising
+    std::vector<block_site> block_sites;
+    std::vector<handler> handlers;     // inner ones first
+    std::vector<source_place> places;  // rising
     bool any_by_reference = false;
     bool no_except = false;
     bool has_globals = false;

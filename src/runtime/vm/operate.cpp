@@ -217,7 +217,7 @@ void tvr_step_move(const tvr_step& step) {
     if (temporary && source.is_ref()) {
         target.ref_to(source.target);  // the value of an & expression
     } else if (temporary && source.refcount == 1 && source.type == tvrvar_type_string &&
-               target.is_plain()) {
+               tvr_owns_text(source) && target.is_plain()) {
         target.take(source);
     } else {
         target.set(source);
@@ -260,7 +260,7 @@ void tvr_step_append(const tvr_step& step) {
     if (step.op->code == op::op_append_reference) {
         added->ref_to(&value);
     } else if (step.frame.machine->is_temporary(step.op->b) && value.is_plain() &&
-               value.refcount == 1 && value.type != tvrvar_type_object) {
+               value.refcount == 1 && value.type != tvrvar_type_object && tvr_owns_text(value)) {
         added->take(value);
     } else {
         added->set(value);
@@ -270,14 +270,13 @@ void tvr_step_append(const tvr_step& step) {
 }
 
 void tvr_step_function(const tvr_step& step) {
-    tvrptr_base_internal* block = step.frame.machine->block_sites[size_t(step.op->c)];
-    tvrvar_shared made = tvrvar_shared::make();
-    if (auto* definition = dynamic_cast<tvr_program_block_class*>(block)) {
-        made->as_class_def(definition);
+    const auto& site = step.frame.machine->block_sites[size_t(step.op->c)];
+    const tvr_result_cell made(step.frame, step.op->a);
+    if (site.is_class) {
+        made->as_class_def(site.block);
     } else {
-        made->as_function(block, step.frame.base_task);
+        made->as_function(site.block, step.frame.base_task);
     }
-    tvr_put_owned(step.frame, step.op->a, std::move(made));
 }
 
 // The function in a was made for this lambda: its record is its own.

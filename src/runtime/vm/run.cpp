@@ -74,6 +74,11 @@ void tvr_set_captures(tvr_vm_context& frame, const tvrvector_shared& captures) {
     for (size_t i = 0; i < captures.values.size(); ++i) {
         tvrvar& value = *captures.values[i];
         tvrvar*& cell = frame.cells[routine.num_params + i];
+        if (value.is_number()) {
+            cell->type = value.type;
+            cell->integer = value.integer;
+            continue;
+        }
         if (value.is_ref()) {
             cell->ref_to(value.target);
         } else {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <thread>
 
+#include "base/forever.h"
 #include "interpreter.h"
 #include "runtime/object/object.h"
 #include "runtime/script/compiler.h"
@@ -187,11 +188,13 @@ TEST(interpreter_life, a_ring_is_opened_at_the_end) {
 
 TEST(interpreter_life, what_the_host_still_holds_is_told_and_stays) {
     listening_log log;
-    tvrvar_shared held;
-    tvrptr_strong<tvr_task> task;
+    // For good: the memory that the pools leave to them is never freed.
+    static tvr_forever<tvrvar_shared> holder;
+    static tvr_forever<tvrptr_strong<tvr_task>> task_holder;
+    tvrvar_shared& held = holder.get();
     {
         interpreter in(log);
-        task = in.start("x = [1, 2];");
+        task_holder.get() = in.start("x = [1, 2];");
         in.run_to_end();
         held = tvrvar_shared("mine");
     }

@@ -182,18 +182,17 @@ void set_of_class(const tvr_step& step, tvr_member_site& site, tvr_class& instan
 }
 
 void set_of_object(tvr_member_site& site, tvrobject_base& object, tvrvar& value) {
-    tvrvar handle;
+    const tvrvar_shared handle = tvrvar_shared::make();
     if (site.known_metadata != object.metadata->id) {
         site.known_place = object.get_vtable_index_for(*site.name);
         site.known_metadata = object.metadata->id;
     }
     if (site.known_place >= 0) {
-        handle.as_object_member(&object, site.known_place, true);
+        handle->as_object_member(&object, site.known_place, true);
     } else {
-        handle.as_object_member(&object, std::string_view(*site.name));
+        handle->as_object_member(&object, std::string_view(*site.name));
     }
-    handle.set(value);
-    handle.as_none();
+    handle->set(value);
 }
 
 void set_of_value(const tvr_step& step, tvr_member_site& site, tvrvar& target, tvrvar& value) {
@@ -332,11 +331,9 @@ void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key
     }
     if (container.type == tvrvar_type_none) container.as_json(true);
     if (container.type == tvrvar_type_object || container.type == tvrvar_type_binary) {
-        tvrvar handle;
-        handle.as_object_member(container.object_ptr(), key);
-        handle.set(value);
-        handle.as_none();
-        return;
+        const tvrvar_shared handle = tvrvar_shared::make();
+        handle->as_object_member(container.object_ptr(), key);
+        return handle->set(value);
     }
     if (container.type == tvrvar_type_string) {
         return runtime_error("The characters of a string cannot be assigned to.");

@@ -82,7 +82,7 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
         tvr_push_frame(task, *routine, scope ? *scope : task.root(), task.base_depth + 1);
     if (frame == nullptr) return false;
     const tvrptr_strong<tvr_instance> self = function.self.lock();
-    frame->self.acquire(static_cast<tvr_class*>(self.get()));
+    frame->set_self(static_cast<tvr_class*>(self.get()));
     for (size_t i = 0; i < args.size(); ++i) {
         if (frame->machine->by_reference[i] != 0) {
             frame->cells[i]->ref_to(args[i]);
@@ -259,7 +259,7 @@ void run_destructors_of(tvr_task& task, const tvrptr_strong<tvr_class>& instance
             const tvrptr_strong<tvr_program_block_routine> routine = method.routine.lock();
             tvr_vm_context* frame = tvr_push_frame(task, *routine, *instance->scope, 1);
             if (frame == nullptr) return;
-            frame->self = instance;
+            frame->set_self(instance.get());
             tvr_run(task);
         }
     }

@@ -4,14 +4,8 @@
 #include <cstring>
 #include <utility>
 
-namespace {
-
-constexpr size_t resting_commands = 4096;
-
-}  // namespace
-
 tvrnet_base_impl::tvrnet_base_impl(std::unique_ptr<GenericUDPSocket> socket, tvrnet_global_s& ids)
-    : tvrnet_receiver(std::move(socket)), counters(ids), command_buffers(resting_commands) {}
+    : tvrnet_receiver(std::move(socket)), counters(ids) {}
 
 std::shared_ptr<tvrnet_device> tvrnet_base_impl::find_device(const uint8_t* mac) {
     tvrnet_mac wanted;

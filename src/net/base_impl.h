@@ -51,7 +51,7 @@ public:
     uint64_t now_ms() const { return now; }  // of this update
 
     tvrnet_global_s& counters;
-    tvrnet_recycler<command_buffer_s> command_buffers;
+    tvrnet_command_pool command_buffers;
 
 protected:
     using device_map =

@@ -136,7 +136,7 @@ void tvrnet_base_impl::handle_artnet_reply(const tvrnet_ip& from, artnet_poll_re
     }
     device->name = artnet_short_name(reply);
     device->last_seen_ms = now;
-    if (is_new) on_device_connect(std::shared_ptr<tvrnet_artnet_device>(device));
+    if (is_new) on_device_connect(std::as_const(device));
 }
 
 void tvrnet_base_impl::forget_silent_artnet_device(const tvrnet_ip& spared) {

@@ -65,10 +65,3 @@ private:
     std::array<iovec, batch> parts{};
     std::array<sockaddr_in, batch> addresses{};
 };
-std::array<iovec, batch> parts{};
-std::array<sockaddr_in, batch> addresses{};
-alignas(64) std::atomic<uint64_t> written{0};
-alignas(64) std::atomic<uint64_t> taken{0};
-bool lent = false;  // node's side: slot `taken` is in the caller's hands
-}
-;

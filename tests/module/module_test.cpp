@@ -201,6 +201,74 @@ TEST_F(testmod, its_errors_are_errors_of_the_script) {
     }
 }
 
+// Whatever native code throws is an error of the operation that called it, and the script goes on.
+TEST_F(testmod, exceptions_are_errors_of_the_script) {
+    const struct {
+        const char* what;
+        const char* text;
+        const char* message;
+    } rows[] = {
+        {"getter", "d.level;", "dud in getter"},
+        {"getter of a passed reference", "r = &d.level; x = r + 1;", "dud in getter"},
+        {"setter", "d.level = 1;", "dud in setter"},
+        {"setter of an operation's result", "r = &d.level; r = 1 + one;", "dud in setter"},
+        {"element", "d[1];", "dud in element"},
+        {"assigned element", "d[1] = 2;", "dud in assigned element"},
+        {"sum", "d + 1;", "dud in sum"},
+        {"sum that is assigned", "x = d + 1;", "dud in sum"},
+        {"product", "2 * d;", "unknown native exception"},
+        {"equality", "d == 1;", "dud in equality"},
+        {"comparison", "if (d < 1) { std.print(1); }", "dud in comparison"},
+        {"comparison of a loop", "for (d < 1) { break; }", "dud in comparison"},
+        {"truth", "if (d) { std.print(1); }", "dud in truth"},
+        {"truth in a logical operator", "x = d && 1;", "dud in truth"},
+        {"truth of a result", "give = () { return d; }; if (give()) { x = 1; }", "dud in truth"},
+        {"size", "std.size(d);", "size: dud in size"},
+        {"text", "x = \"\" + d;", "dud in text"},
+        {"text of an output", "std.print(d);", "print: dud in text"},
+        {"constructor", "dud(1);", "dud: dud in constructor"},
+        {"inside of a callback", "std.sort([2, 1], (a, b) { return d + a; });", "dud in sum"},
+        {"inside of a function", "f = (a) { return a + 1; }; x = f(d);", "dud in sum"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const std::string text =
+            tvr_join("one = 1; d = dud();\ntry { ", row.text,
+                     " } catch (e) { std.print(e); }\nd = None; std.print(one);");
+        EXPECT_EQ(run(text), tvr_join(row.message, "|1|"));
+    }
+}
+
+TEST_F(testmod, exceptions_of_hooks_are_reported) {
+    EXPECT_EQ(run("d = dud(); std.wait(0); d = None; std.print(\"on\");"),
+              "E update_script_post: unknown native exception|"
+              "E update_script_pre: dud in hook before|on|");
+}
+
+TEST_F(testmod, exceptions_of_a_finished_task_s_listener_are_reported) {
+    const auto task = in.start("import testmod; x = 1;");
+    task->on_finished = [](tvr_task&) { throw std::runtime_error("no listener"); };
+    in.run_until([&] { return task->ended(); });
+    EXPECT_EQ(log.said(), "E on_finished: no listener|");
+    EXPECT_EQ(task->state, tvr_task_state::finished);
+}
+
+TEST_F(testmod, makes_instances_of_the_script_s_classes) {
+    EXPECT_EQ(run("factor = 2;\n"
+                  "class step { n = 1 + 1; def __init__(a, b) { n = n + (a + b) * factor; "
+                  "std.print(\"made\", n); } }\n"
+                  "class bare { on = 1; }\n"
+                  "class sketch { abstract def draw() {} }\n"
+                  "std.sort([2, 1], step);\n"
+                  "try { std.sort([2, 1], bare); } catch (e) { std.print(e); }\n"
+                  "try { std.sort([2, 1], sketch); } catch (e) { std.print(e); }\n"),
+              "made 8|"
+              "invalid argument count: num_params=2, fn_num_params=0, "
+              "fn_default_args=4294967295|"
+              "Cannot create an instance of 'sketch': abstract method 'draw' is not implemented "
+              "(implement it in a derived class).|");
+}
+
 TEST_F(testmod, its_hooks_run_before_and_after_the_tasks) {
     EXPECT_EQ(
         run("l = lamp(); std.wait(0); std.print(l.frames); std.wait(0); std.print(l.frames);"),

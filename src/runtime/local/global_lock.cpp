@@ -59,6 +59,11 @@ void tvr_fair_mutex::unlock() {
     }
 }
 
+bool tvr_fair_mutex::is_taken() const {
+    const std::lock_guard hold(guard);
+    return taken;
+}
+
 void tvr_fair_mutex::yield() {
     if (waiters() == 0) return;
     if (tvr_now_s() - taken_at < shortest_turn_s) return;
@@ -73,6 +78,11 @@ void tvr_fair_mutex::yield() {
         while (!self.served) self.called.wait(hold);
     }
     taken_at = tvr_now_s();
+}
+
+bool tvr_is_alone_with_interpreter() {
+    const tvr_thread_local& local = tvr_local();
+    return local.holds_global_lock || local.lock == nullptr || !local.lock->mutex.is_taken();
 }
 
 tvr_global_lock::tvr_global_lock() : tvr_global_lock(tvr_local().lock) {}

@@ -33,6 +33,9 @@ public:
     // shortest_turn_s, and waits for it again.
     void yield() TVR_REQUIRES(this);
 
+    // For asserts: whether somebody holds it at this moment. Any thread.
+    bool is_taken() const;
+
     // Threads that stand in line. Any thread; may be out of date when it comes back.
     uint32_t waiters() const { return waiting.load(std::memory_order_relaxed); }
 
@@ -51,7 +54,7 @@ private:
     void hand_on();  // with `guard`
     void wait_in_line(std::unique_lock<std::mutex>& hold);
 
-    std::mutex guard;  // of the fields below, held for a few instructions
+    mutable std::mutex guard;  // of the fields below, held for a few instructions
     waiter* first = nullptr;
     waiter* last = nullptr;
     bool taken = false;
@@ -79,6 +82,9 @@ private:
     tvr_interpreter_lock* outer = nullptr;  // what the thread's record said before
     bool outer_held = false;
 };
+
+// For asserts of what only a script thread may do: false when another thread is at it.
+bool tvr_is_alone_with_interpreter();
 
 // Gives the lock back for a scope, for code that blocks. Until the end of the scope the thread is
 // no script thread, even if it owns the interpreter. Does nothing on a thread that does not hold

@@ -15,6 +15,7 @@
 // it was given, since that pool was made before.
 
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -94,6 +95,7 @@ void tvr_pool_return(T* element) {
     if (local.pools == nullptr) return;
     auto& pool = local.pools->of<T>();
     if (local.is_script_thread()) {
+        assert(tvr_is_alone_with_interpreter());
         pool.deallocate(element);
     } else {
         pool.deallocate_from_thread(element);

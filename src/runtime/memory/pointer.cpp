@@ -91,8 +91,8 @@ void tvrptr_base_internal::dispose() {
 }
 
 tvrptr_control_block* tvrptr_base_internal::make_control_block() {
-    if (!tvr_pooled_control_block()) return make_immortal_block();
-    tvrptr_control_block* made = tvrptr_control_block::create(true);
+    if (tvr_outside_interpreters()) return make_immortal_block();
+    tvrptr_control_block* made = tvrptr_control_block::create(tvr_pooled_control_block());
     made->object = this;
     block.store(made, std::memory_order_relaxed);
     return made;

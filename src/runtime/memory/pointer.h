@@ -9,8 +9,8 @@
 //
 // Counts are plain integers: a block belongs to the thread that runs its interpreter's scripts,
 // the owner or whoever holds the global lock. Objects that live outside any interpreter
-// (tvr_pooled_control_block() is false) have immortal blocks, which are written once, under a
-// lock, and then only read: interpreters on several threads share them.
+// (tvr_outside_interpreters()) have immortal blocks, which are written once, under a lock, and
+// then only read: interpreters on several threads share them.
 //
 // Objects end inside of each other's end, to a limited depth: a list of a million nodes ends
 // without a stack of a million calls.
@@ -100,9 +100,12 @@ public:
     // the object that are made from here on are null.
     virtual void release() {}
 
-    // False for objects outside every interpreter: their block comes from the heap and is
-    // immortal, and so are they.
+    // False for objects whose block comes from the heap.
     virtual bool tvr_pooled_control_block() const { return true; }
+
+    // Whether interpreters on several threads share the object: its block is immortal then, and
+    // so is the object.
+    virtual bool tvr_outside_interpreters() const { return !tvr_pooled_control_block(); }
 
     // The name keeps clear of every name that a native class could choose.
     // NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming)

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "base/clock.h"
 #include "runtime/log/log.h"
 
 namespace {
@@ -24,7 +25,12 @@ void tvr_pool_report::double_free() {
     tvr_log().err("Attempting to deallocate unallocated chunk (double free?) !");
 }
 
+// Said once a second at most: a script that fills the memory asks many times.
 void tvr_pool_report::no_memory() {
+    constexpr double pause_s = 1;
+    static constinit thread_local double quiet_until = 0;  // s, steady clock
+    if (tvr_now_s() < quiet_until) return;
+    quiet_until = tvr_now_s() + pause_s;
     tvr_log().err("Failed to allocate a pool chunk!");
 }
 

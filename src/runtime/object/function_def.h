@@ -2,8 +2,9 @@
 
 // A native function as scripts see it.
 //
-// Lives in static metadata or in a namespace, outside any interpreter: interpreters on several
-// threads share one. It does not change once it is registered.
+// Lives in the metadata of a native class, outside any interpreter, so that interpreters on several
+// threads share one; or in a namespace of one interpreter, and goes with that. It does not change
+// once it is registered.
 
 #include <cstdint>
 #include <functional>
@@ -43,7 +44,9 @@ struct tvr_function_def : tvrptr_base_internal {
     static constexpr uint32_t any_number = 0xFFFFFFFF;
 
     bool tvr_pooled_control_block() const override { return false; }
+    bool tvr_outside_interpreters() const override { return shared; }
 
+    bool shared = true;  // false in a namespace; set before anybody points here
     std::string name;
     tvr_native_function callback;
     uint32_t min_params = 0;

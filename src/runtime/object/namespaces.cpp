@@ -86,6 +86,7 @@ tvr_function_def& tvr_namespace::add_function(std::string_view function,
                                               tvr_native_function callback, uint32_t min_params,
                                               uint32_t max_params, tvr_function_docs docs) {
     auto def = std::make_unique<tvr_function_def>();
+    def->shared = false;
     def->name = function;
     def->callback = std::move(callback);
     def->min_params = min_params;

@@ -90,8 +90,9 @@ public:
     bool is_root() const { return !has_parent; }
     tvr_task& root();  // the task whose globals this one sees
 
-    // Runs a function in a task of its own inside of the running one, to its end. False when it
-    // failed; then the caller's task has the same error. `result` is none where there is none.
+    // Runs a function, or makes an instance of a class, in a task of its own inside of the running
+    // one, to its end. False when it failed; then the caller's task has the same error. `result` is
+    // none where there is none.
     static bool call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_shared& result);
 
     tvrscript& script;  // outlives the task as long as the task is listed

@@ -3,13 +3,16 @@
 
 #include <exception>
 
+#include "frontend/program/program_block.h"
 #include "runtime/local/error_sink.h"
+#include "runtime/object/class_instance.h"
 #include "runtime/object/function_def.h"
 #include "runtime/script/script.h"
 #include "runtime/task/task.h"
 #include "runtime/value/plain_value.h"
 #include "runtime/value/records.h"
 #include "runtime/vm/machine.h"
+#include "runtime/vm/push.h"
 
 namespace {
 
@@ -81,16 +84,64 @@ bool take_outcome(tvr_task& task, tvr_vm_code code, tvrvar_shared& result) {
     return false;
 }
 
-bool call_script(tvrscript& script, tvrvar_ptr_function& callee, tvr_native_args& args,
-                 tvrvar_shared& result) {
-    if (!may_nest()) return false;
+tvrptr_strong<tvr_task> task_in_place(tvrscript& script) {
     const tvr_thread_local& local = tvr_local();
-    const tvrptr_strong<tvr_task> task(new tvr_task(script, local.task));
+    tvrptr_strong<tvr_task> task(new tvr_task(script, local.task));
     task->in_place = true;
     task->in_destructor = local.task != nullptr && local.task->in_destructor;
     task->base_depth = local.context != nullptr ? local.context->depth : 0;
+    return task;
+}
+
+// Whose globals the methods of a class see: those of the calling code's program, or of the last
+// run of the class's own.
+tvrptr_strong<tvr_task> scope_of(tvrscript& script, const tvr_program_block_class& definition) {
+    const tvr_vm_context* frame = tvr_local().context;
+    tvr_task* of_frame = frame != nullptr ? frame->base_task : nullptr;
+    if (of_frame != nullptr && of_frame->program.get() == definition.root) {
+        return tvrptr_strong<tvr_task>(of_frame);
+    }
+    for (const tvrptr_strong<tvr_task>& task : script.tasks.newest_first()) {
+        if (task->is_root() && task->program.get() == definition.root) return task;
+    }
+    return {};
+}
+
+bool call_class(tvrscript& script, tvr_program_block_class& definition, tvr_native_args& args,
+                tvrvar_shared& result) {
+    if (!may_nest()) return false;
+    const tvrptr_strong<tvr_task> scope = scope_of(script, definition);
+    if (!scope) {
+        runtime_error("Invalid class definition.");
+        return false;
+    }
+    const tvrptr_strong<tvr_task> task = task_in_place(script);
+    tvrvar_shared made, nothing;
+    if (!tvr_push_class(*task, definition, *scope)) return false;
+    if (!take_outcome(*task, task->run_in_place(), made)) return false;
+    const tvrptr_strong<tvr_class> instance(static_cast<tvr_class*>(made->block->object));
+    if (!definition.constructor) {
+        if (!tvr_check_no_arguments(args.size())) return false;
+    } else if (!tvr_push_constructor(*task, *instance, args) ||
+               !take_outcome(*task, task->run_in_place(), nothing)) {
+        return false;
+    }
+    result = std::move(made);
+    return true;
+}
+
+bool call_script(tvrscript& script, tvrvar_ptr_function& callee, tvr_native_args& args,
+                 tvrvar_shared& result) {
+    if (!may_nest()) return false;
+    const tvrptr_strong<tvr_task> task = task_in_place(script);
     if (!tvr_push_call(*task, callee, args)) return false;
     return take_outcome(*task, task->run_in_place(), result);
+}
+
+tvrptr_strong<tvr_program_block_class> class_of(const tvrvar& value) {
+    tvrptr_strong<tvr_program_block_class> definition;
+    definition.acquire(value.block);
+    return definition;
 }
 
 }  // namespace
@@ -109,6 +160,10 @@ bool tvr_task::call(tvrvar& function, std::vector<tvrvar_shared>& args, tvrvar_s
     const tvr_plain_value callee(function);
     if (callee->type == tvrvar_type_ext_function) {
         return call_native(*callee->ext_function, args, result);
+    }
+    if (callee->type == tvrvar_type_class_def && script != nullptr) {
+        const tvrptr_strong<tvr_program_block_class> definition = class_of(*callee);
+        if (definition) return call_class(*script, *definition, args, result);
     }
     if (callee->type != tvrvar_type_function || script == nullptr) {
         runtime_error("not a function!");

@@ -297,6 +297,29 @@ void index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key) {
     answer(step, *found);
 }
 
+bool has_element(tvrvar& container, tvrvar_shared& key) {
+    if (container.type == tvrvar_type_none) return false;
+    tvrobject_base* object = container.object_ptr();
+    if (object == nullptr) return true;  // what has no elements says so
+    if (key->type != tvrvar_type_int) return object->op_has_member(key);
+    const int64_t size = object->op_get_size();
+    const int64_t place = key->integer < 0 ? key->integer + size : key->integer;
+    return (place >= 0 && place < size) || object->op_has_member(key->integer);
+}
+
+void index_optional(const tvr_step& step, tvrvar& container, tvrvar_shared& key) {
+    if (container.type == tvrvar_type_class) {
+        auto* instance = static_cast<tvr_class*>(container.block->object);
+        const bool asks = tvr_operator_of(container, tvr_operator_getitem) != nullptr;
+        if (instance != nullptr && !asks && !instance->has_member(key->string_value())) {
+            return answer_none(step);
+        }
+    } else if (!has_element(container, key)) {
+        return answer_none(step);
+    }
+    index_value(step, container, key);
+}
+
 void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key, tvrvar& value) {
     if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
         return entry_of(container, *key)->set(value);
@@ -329,7 +352,11 @@ void tvr_step_index(const tvr_step& step) {
     {
         const tvrvar_shared value = step.cell(container)->deref();
         tvrvar_shared key = step.cell(index)->deref();
-        index_value(step, *value, key);
+        if (step.op->code == op::op_index_optional) {
+            index_optional(step, *value, key);
+        } else {
+            index_value(step, *value, key);
+        }
     }
     if (container != into && step.op->code != op::op_index_keep) step.drop(container);
     if (index != into && step.op->code != op::op_index_keep) step.drop(index);

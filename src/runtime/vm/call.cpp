@@ -176,12 +176,7 @@ void construct(const tvr_step& step, const tvr_call_site& site,
                             .self = made.get(),
                             .mode = tvr_result_mode::drop});
     }
-    if (!site.operands.empty()) {
-        runtime_error(
-            "invalid argument count: num_params=", site.operands.size(),
-            ", fn_num_params=0, fn_default_args=", tvr_program_block_routine::no_defaults);
-        return abandon(step, site);
-    }
+    if (!tvr_check_no_arguments(site.operands.size())) return abandon(step, site);
     tvrvar_shared value = tvrvar_shared::make();
     value->as_class(made.get());
     tvr_put_owned(step.frame, step.op->a, std::move(value));
@@ -189,12 +184,7 @@ void construct(const tvr_step& step, const tvr_call_site& site,
 
 void call_class(const tvr_step& step, const tvr_call_site& site,
                 tvr_program_block_class& definition) {
-    if (!definition.abstract_methods.empty()) {
-        runtime_error("Cannot create an instance of '", definition.name, "': abstract method '",
-                      definition.abstract_methods.front(),
-                      "' is not implemented (implement it in a derived class).");
-        return abandon(step, site);
-    }
+    if (!tvr_check_class(definition)) return abandon(step, site);
     if (!step.frame.making) make_instance(step, site, definition);
     if (step.frame.making) construct(step, site, definition);
 }
@@ -412,10 +402,15 @@ void tvr_step_make_instance(const tvr_step& step) {
         members.emplace_back(step.frame.cells[i]);
         tvr_release_cell(std::exchange(step.frame.cells[i], tvr_new_cell()));
     }
-    tvr_vm_context& caller = *step.frame.caller;
-    caller.holds_more = true;
-    caller.making.acquire(new_instance(definition, *step.frame.base_task, std::move(members)));
+    const tvrptr_strong<tvr_class> made(
+        new_instance(definition, *step.frame.base_task, std::move(members)));
+    tvr_vm_context* caller = step.frame.caller;
+    if (caller != nullptr) {
+        caller->making = made;
+        caller->holds_more = true;
+    }
     tvr_step_give(step.task, step.frame, tvr_no_register);
+    if (caller == nullptr) step.task.result->as_class(made.get());
 }
 
 tvr_program_block_routine* tvr_operator_of(const tvrvar& value, tvr_operator which) {

@@ -1,5 +1,7 @@
 #include "runtime/vm/cells.h"
 
+#include <exception>
+
 void tvr_reset_cell_slow(tvrvar*& cell) {
     if (cell->refcount == 1) {
         cell->as_none();
@@ -17,7 +19,7 @@ tvr_result_cell::tvr_result_cell(tvr_vm_context& of, int reg)
       own(temporary ? (*place)->refcount == 1 : (*place)->is_plain()),
       into(own ? *place : tvr_new_cell()) {}
 
-tvr_result_cell::~tvr_result_cell() {
+tvr_result_cell::~tvr_result_cell() noexcept(false) {
     if (own) return;
     if (temporary) {
         tvrvar* old = *place;
@@ -25,8 +27,9 @@ tvr_result_cell::~tvr_result_cell() {
         tvr_release_cell(old);
         return;
     }
-    (*place)->set(*into);
+    const tvrvar_shared made(into);
     tvr_release_cell(into);
+    if (std::uncaught_exceptions() == 0) (*place)->set(*made);
 }
 
 namespace {

@@ -82,7 +82,7 @@ inline bool tvr_owns_text(const tvrvar& value) {
 class tvr_result_cell {
 public:
     tvr_result_cell(tvr_vm_context& of, int reg);
-    ~tvr_result_cell();
+    ~tvr_result_cell() noexcept(false);  // assigning may call native code
     tvr_result_cell(const tvr_result_cell&) = delete;
     tvr_result_cell& operator=(const tvr_result_cell&) = delete;
 

@@ -2,6 +2,7 @@
 
 #include "frontend/program/program_block.h"
 #include "frontend/source/source_excerpt.h"
+#include "frontend/source/token_view.h"
 #include "runtime/local/signals.h"
 #include "runtime/local/thread_local.h"
 #include "runtime/log/log.h"
@@ -25,6 +26,9 @@ const tvr_src_token* token_of(const tvr_vm_context& frame, bool is_top) {
 std::string frame_name(const tvr_vm_context& frame) {
     const tvr_program_block_routine& routine = *frame.machine->routine;
     if (routine.kind == tvr_block_kind::root) return "main";
+    if (dynamic_cast<const tvr_program_block_class*>(&routine) != nullptr) {
+        return tvr_join("class '", routine.name, "'");
+    }
     const std::string name = routine.name.empty() ? "lambda" : routine.name;
     if (!frame.self) return name;
     if (name == "__deinit__") {
@@ -33,10 +37,19 @@ std::string frame_name(const tvr_vm_context& frame) {
     return tvr_join(frame.self->class_name(), ".", name);
 }
 
-void add_frame(std::string& out, const tvr_vm_context& frame, bool is_top) {
+std::string_view file_of(const tvr_src_token* token) {
+    return token != nullptr && token->view() != nullptr ? token->view()->path : std::string_view();
+}
+
+// A line of the list; the file is named where it is not `main_file`.
+void add_frame(std::string& out, const tvr_vm_context& frame, bool is_top,
+               std::string_view main_file) {
     const tvr_src_token* token = token_of(frame, is_top);
-    const uint32_t line = token != nullptr ? tvr_place_of_use(*token).line : 0;
-    out += tvr_join(" --> Line ", line, " |-- ", frame_name(frame), "\n");
+    if (token != nullptr) token = &tvr_place_of_use(*token);
+    out += tvr_join(" --> Line ", token != nullptr ? token->line : 0, " |-- ", frame_name(frame));
+    const std::string_view file = file_of(token);
+    if (file != main_file) out += tvr_join(" in ", file);
+    out += "\n";
 }
 
 // From the running frame down, and on through the tasks that wait for it.
@@ -76,7 +89,9 @@ std::string tvr_runtime_report(std::string_view heading, std::string_view messag
     }
     out += tvr_join(message, "\n");
     const size_t shown = frames.size() > most_frames ? listed_frames : frames.size();
-    for (size_t i = 0; i < shown; ++i) add_frame(out, *frames[i], i == 0);
+    const std::string_view main_file =
+        frames.empty() ? std::string_view() : file_of(token_of(*frames.back(), frames.size() == 1));
+    for (size_t i = 0; i < shown; ++i) add_frame(out, *frames[i], i == 0, main_file);
     if (shown < frames.size()) {
         out += tvr_join("... ", frames.size() - shown, " more frames ...\n");
     }

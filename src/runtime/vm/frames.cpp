@@ -1,7 +1,7 @@
 // Frames: where they come from, what they keep between calls.
 
 #include <algorithm>
-#include <cstdlib>
+#include <new>
 
 #include "runtime/script/script.h"
 #include "runtime/task/task.h"
@@ -63,7 +63,7 @@ void tvr_frame_store::give_args(tvr_native_args* args) {
 tvr_vm_context* tvr_machine_code::make_frame() {
     auto& pool = tvr_local().pools->of<tvr_vm_context>();
     tvr_vm_context* frame = pool.allocate();
-    if (frame == nullptr) std::abort();  // no memory for a frame: nothing could go on
+    if (frame == nullptr) throw std::bad_alloc();
     frame->machine = this;
     auto** row = new tvrvar*[size_t(num_own) + borrowed.size()];
     frame->cells = row + borrowed.size();

@@ -253,6 +253,13 @@ bool tvr_lowering::lower_operator(const uint8_t* at) {
     }
 }
 
+// Whether anything but a pop stands behind the running instruction.
+bool tvr_lowering::is_read_later(const block& in) const {
+    const std::vector<uint8_t>& bytes = in.routine->code;
+    const uint32_t behind = in.at + tvr_instruction(bytes[in.at]).size;
+    return behind >= bytes.size() || bytes[behind] != tvr_op_pop_stack;
+}
+
 bool tvr_lowering::lower_stack(block& in, const uint8_t* at) {
     switch (*at) {
     case tvr_op_push_stack: push(); return true;
@@ -269,7 +276,7 @@ bool tvr_lowering::lower_stack(block& in, const uint8_t* at) {
     case tvr_op_pop_stack:
         for (uint32_t n = index_field(at); n > 0; --n) pop();
         return true;
-    case tvr_op_set_and_pop_stack: assign(); return true;
+    case tvr_op_set_and_pop_stack: assign(is_read_later(in)); return true;
     case tvr_op_makeref: set_top(entry::kind::reference, cell(top())); return true;
     case tvr_op_deref: return true;  // every reader does
     case tvr_op_bind_object_to_var: emit(op::op_bind_object, cell(top())); return true;
@@ -299,6 +306,7 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
         made.is = entry::kind::member;
         made.optional = (at[1] & tvr_member_optional) != 0;
         made.name = &root.strings[index_field(at)];
+        made.place = token;
         made.from = tvr_read_field<const tvr_program_block_class*>(at, 16);
         top() = made;
         return true;
@@ -308,6 +316,8 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
         const int end = is_temporary(index) ? std::max(top().end, index + 1) : 0;
         forget();
         set_top(entry::kind::element);
+        top().place = token;
+        top().optional = (at[1] & tvr_member_optional) != 0;
         top().object = container;
         top().index = index;
         top().end = std::max(top().end, end);
@@ -322,9 +332,7 @@ bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
         return true;
     }
     case tvr_op_json_expression_set: {
-        const uint32_t behind = in.at + tvr_instruction(*at).size;
-        const std::vector<uint8_t>& bytes = in.routine->code;
-        set_element(behind >= bytes.size() || bytes[behind] != tvr_op_pop_stack);
+        set_element(is_read_later(in));
         return true;
     }
     case tvr_op_json_list_add: {

@@ -19,6 +19,7 @@ bool can_write_variable(tvr_machine_opcode code) {
     case op::op_get:
     case op::op_get_self:
     case op::op_index:
+    case op::op_index_optional:
     case op::op_function:
     case op::op_call:
     case op::op_call_known:
@@ -67,17 +68,39 @@ void tvr_lowering::set_top(entry::kind is, int reg) {
     e.reg = reg;
     e.end = e.home + 1;
     e.keep = e.optional = e.of_self = false;
+    e.place = nullptr;
 }
 
 void tvr_lowering::set_temporary(entry& e, int reg) {
     e.is = entry::kind::temporary;
     e.reg = reg;
+    e.place = nullptr;
     e.end = std::max(e.home, reg) + 1;
     num_temporaries = std::max(num_temporaries, e.end - num_variables);
 }
 
+namespace {
+
+// Reports of what is read point at where it is named, not at what reads it.
+class at_place {
+public:
+    at_place(const tvr_src_token*& of, const tvr_src_token* place) : token(of), outer(of) {
+        if (place != nullptr) token = place;
+    }
+    ~at_place() { token = outer; }
+    at_place(const at_place&) = delete;
+    at_place& operator=(const at_place&) = delete;
+
+private:
+    const tvr_src_token*& token;
+    const tvr_src_token* outer;
+};
+
+}  // namespace
+
 int tvr_lowering::read(entry& e) {
     const int home = e.home;
+    const at_place named(token, e.place);
     switch (e.is) {
     case entry::kind::variable:
     case entry::kind::alias:
@@ -86,7 +109,9 @@ int tvr_lowering::read(entry& e) {
     case entry::kind::self: emit(op::op_self, home); break;
     case entry::kind::reference: emit(op::op_reference, home, e.reg); break;
     case entry::kind::function: emit(op::op_function, home, 0, e.reg); break;
-    case entry::kind::element: emit(op::op_index, home, e.object, e.index); break;
+    case entry::kind::element:
+        emit(e.optional ? op::op_index_optional : op::op_index, home, e.object, e.index);
+        break;
     case entry::kind::member:
         if (e.of_self) {
             emit(op::op_get_self, home, 0, member_site(e));
@@ -101,6 +126,7 @@ int tvr_lowering::read(entry& e) {
 
 int tvr_lowering::cell(entry& e) {
     const int home = e.home;
+    const at_place named(token, e.place);
     switch (e.is) {
     case entry::kind::element: emit(op::op_index_handle, home, e.object, e.index); break;
     case entry::kind::member:
@@ -159,19 +185,22 @@ int tvr_lowering::member_site(const entry& e) {
 }
 
 // The value goes into the target; an operation that has just made it writes there at once.
-void tvr_lowering::assign() {
+// A member is not asked for what was assigned to it: it may be one that is only written.
+void tvr_lowering::assign(bool result_used) {
     entry& value = top();
     entry& target = below();
     if (value.is == entry::kind::reference) {
         emit(op::op_bind, cell(target), value.reg);
     } else if (target.is == entry::kind::member) {
-        const int from = read(value);
+        const int from = read(value), kept = value.end;
+        if (result_used) emit(op::op_load, kept, from);
         if (target.of_self) {
             emit(op::op_set_self, 0, from, member_site(target));
         } else {
             emit(op::op_set, target.object, from, member_site(target));
         }
         target.is = entry::kind::none;
+        if (result_used) set_temporary(target, kept);
     } else {
         const int from = read(value);
         const bool made_here = value.is == entry::kind::temporary && last_result >= 0 &&

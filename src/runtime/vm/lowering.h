@@ -37,7 +37,7 @@ private:
         kind is = kind::none;
         bool of_self = false;   // member
         bool keep = false;      // member: the object's temporary is read again
-        bool optional = false;  // member
+        bool optional = false;  // member, element
         int home = 0;           // this slot's own temporary
         int end = 0;            // the first temporary that is free above it
         int reg = 0;
@@ -45,6 +45,7 @@ private:
         int index = 0;
         const std::string* name = nullptr;
         const tvr_program_block_class* from = nullptr;
+        const tvr_src_token* place = nullptr;  // member, element: where it is named
     };
 
     struct label {
@@ -89,6 +90,7 @@ private:
     bool invert_loop(block& in, uint32_t head, uint32_t behind);
     bool lower_call(block& in, const uint8_t* at);
     bool lower_block_op(block& in, const uint8_t* at);
+    bool is_read_later(const block& in) const;
     bool finish();
 
     // lower_values.cpp
@@ -107,7 +109,7 @@ private:
     int fixed_register(tvrvar* variable);
     int global_register(uint32_t variable);
     int member_site(const entry& e);
-    void assign();  // set_and_pop_stack
+    void assign(bool result_used);  // set_and_pop_stack
     void set_element(bool result_used);
     void increment(op plain, op with_old, bool wants_old);
     void increment_member(op plain);

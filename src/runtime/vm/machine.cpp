@@ -136,6 +136,7 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
             into->integer = source->integer;
         } else {
             into->type = tvrvar_type_none;  // what a call before left
+            frame.next = op;
             tvr_pass_argument(tvr_step{task, frame, op}, *callee, site.operands[i], i);
         }
     }
@@ -518,6 +519,7 @@ at_none:
         REG(a)->integer = 0;
         STEP_ON(1);
     }
+    frame->next = op;
     tvr_put_owned(*frame, op->a, tvrvar_shared::make());
     AFTER_STEP(1);
 at_reference:
@@ -535,12 +537,12 @@ at_bind_object:
     STEP_ON(1);
 
 at_clear:
-    for (int reg = op->a; reg < op->b; ++reg) tvr_reset_cell(row[reg]);
     frame->next = op;
+    for (int reg = op->a; reg < op->b; ++reg) tvr_reset_cell(row[reg]);
     AFTER_STEP(1);
 at_drop:
-    tvr_drop(*frame, op->a);
     frame->next = op;
+    tvr_drop(*frame, op->a);
     AFTER_STEP(1);
 
 at_jump:
@@ -551,12 +553,14 @@ at_loop:
     AFTER_STEP(op->offset());
 
 at_jump_false:
+    frame->next = op;  // the test may ask a native object
     if (REG(a)->type == tvrvar_type_int ? REG(a)->integer == 0 : REG(a)->compare_zero()) {
         op += op->offset();
         NEXT();
     }
     STEP_ON(1);
 at_jump_true:
+    frame->next = op;
     if (REG(a)->type == tvrvar_type_int ? REG(a)->integer != 0 : !REG(a)->compare_zero()) {
         op += op->offset();
         NEXT();
@@ -663,6 +667,8 @@ at_index_keep : {
 }
 at_index_handle:
     DO_STEP(tvr_step_index);
+at_index_optional:
+    DO_STEP(tvr_step_index);
 at_set_index : {
     tvrvar* element = plain_element(REG(a), REG(b));
     if (element != nullptr && op->a < frame->machine->num_variables &&
@@ -714,8 +720,9 @@ at_call_method : {
             tvr_drop(*frame, op->b);
             goto enter_top;
         }
-    } else if (push_to_list(site, *frame, op)) {
-        STEP_ON(1);
+    } else {
+        frame->next = op;  // where memory may come to its end
+        if (push_to_list(site, *frame, op)) STEP_ON(1);
     }
     DO_STEP(tvr_step_call_method);
 }

@@ -23,6 +23,7 @@
 #include "runtime/vm/context.h"
 
 class tvr_class;
+class tvr_program_block_class;
 class tvr_task;
 struct tvrvar_ptr_function;
 
@@ -32,6 +33,12 @@ inline constexpr uint32_t tvr_max_native_nesting = 200;
 // where these ask for it. False after a runtime error: no function any more, too many arguments,
 // or too few.
 bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrvar_shared> args);
+
+// The two frames that an instance is made with. The first gives it its members, whose run ends with
+// the instance as the task's result; the second is that of its constructor, which its class must
+// have. False after a runtime error.
+bool tvr_push_class(tvr_task& task, tvr_program_block_class& definition, tvr_task& scope);
+bool tvr_push_constructor(tvr_task& task, tvr_class& made, std::span<tvrvar_shared> args);
 
 // Pushes the frame of a program's main body, whose variables become the globals of the task.
 void tvr_push_root(tvr_task& task, tvr_program_block_routine& root);

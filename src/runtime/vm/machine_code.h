@@ -45,8 +45,9 @@ struct tvr_src_token;
     OP(more)                                                                                      \
     OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */             \
     OP(equal_true)                                                                                \
-    OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true) OP(more_equal_true)        \
-        OP(equal_false) OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)    \
+    OP(not_equal_true)                                                                            \
+    OP(less_true) OP(less_equal_true) OP(more_true) OP(more_equal_true) OP(equal_false)           \
+        OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)                    \
             OP(more_equal_false) OP(minus) OP(negate) OP(bnot) OP(truth) /* a from b */           \
         OP(increment) OP(decrement)                                      /* a in place */         \
         OP(increment_old) OP(decrement_old)                              /* a = old value of b */ \
@@ -69,7 +70,9 @@ struct tvr_src_token;
         OP(get) OP(get_handle)                     /* a = b.name, site c */                       \
         OP(get_self) OP(get_self_handle)           /* a = this.name, site c */                    \
         OP(set) OP(set_self)                       /* a.name = b; this.name = b; site c */        \
-        OP(index) OP(index_keep) OP(index_handle)  /* a = b[c]; keep b */                         \
+        OP(index) OP(index_handle)                 /* a = b[c] */                                 \
+        OP(index_keep)                             /* a = b[c]; keep both */                      \
+        OP(index_optional)                         /* a = b[c]; missing is none, not made */      \
         OP(set_index)                              /* a[b] = c */                                 \
         OP(function)                               /* a = value of block site c */                \
         OP(capture)                                /* function a, keep, takes a copy of b */      \

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+class tvr_program_block_class;
 class tvr_program_block_routine;
 class tvr_task;
 class tvr_vm_context;
@@ -13,6 +14,10 @@ class tvrvector_shared;
 // Whether a function takes so many arguments; else a runtime error. Too few are none where the
 // function has no defaults.
 bool tvr_check_arguments(const tvr_program_block_routine& routine, size_t count);
+
+// The same for a class that has no constructor, and none of abstract methods for any.
+bool tvr_check_no_arguments(size_t count);
+bool tvr_check_class(const tvr_program_block_class& definition);
 
 // Pushes a frame with all cells reset onto a task. Null after a runtime error: the depth limit, or
 // a function that cannot be lowered.

@@ -1,6 +1,8 @@
 // Tasks on the machine: how they begin, fail, wait and end.
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <span>
 
 #include "frontend/program/program_block.h"
@@ -25,6 +27,21 @@ bool tvr_check_arguments(const tvr_program_block_routine& routine, size_t count)
     runtime_error("invalid argument count: num_params=", count,
                   ", fn_num_params=", routine.num_params,
                   ", fn_default_args=", routine.default_args);
+    return false;
+}
+
+bool tvr_check_no_arguments(size_t count) {
+    if (count == 0) return true;
+    runtime_error("invalid argument count: num_params=", count,
+                  ", fn_num_params=0, fn_default_args=", tvr_program_block_routine::no_defaults);
+    return false;
+}
+
+bool tvr_check_class(const tvr_program_block_class& definition) {
+    if (definition.abstract_methods.empty()) return true;
+    runtime_error("Cannot create an instance of '", definition.name, "': abstract method '",
+                  definition.abstract_methods.front(),
+                  "' is not implemented (implement it in a derived class).");
     return false;
 }
 
@@ -70,6 +87,22 @@ void tvr_set_captures(tvr_vm_context& frame, const tvrvector_shared& captures) {
     }
 }
 
+namespace {
+
+void give_arguments(tvr_vm_context& frame, std::span<tvrvar_shared> args) {
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (frame.machine->by_reference[i] != 0) {
+            frame.cells[i]->ref_to(args[i]);
+        } else {
+            frame.cells[i]->set(args[i]);
+        }
+        if (i < 64) frame.args_given |= uint64_t(1) << i;
+    }
+    frame.num_args = uint32_t(args.size());
+}
+
+}  // namespace
+
 bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrvar_shared> args) {
     const tvrptr_strong<tvr_program_block_routine> routine = function.routine.lock();
     const tvrptr_strong<tvr_task> scope = function.task.lock();
@@ -83,16 +116,23 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
     if (frame == nullptr) return false;
     const tvrptr_strong<tvr_instance> self = function.self.lock();
     frame->set_self(static_cast<tvr_class*>(self.get()));
-    for (size_t i = 0; i < args.size(); ++i) {
-        if (frame->machine->by_reference[i] != 0) {
-            frame->cells[i]->ref_to(args[i]);
-        } else {
-            frame->cells[i]->set(args[i]);
-        }
-        if (i < 64) frame->args_given |= uint64_t(1) << i;
-    }
-    frame->num_args = uint32_t(args.size());
+    give_arguments(*frame, args);
     if (function.captures) tvr_set_captures(*frame, *function.captures);
+    return true;
+}
+
+bool tvr_push_class(tvr_task& task, tvr_program_block_class& definition, tvr_task& scope) {
+    return tvr_check_class(definition) &&
+           tvr_push_frame(task, definition, scope, task.base_depth + 1) != nullptr;
+}
+
+bool tvr_push_constructor(tvr_task& task, tvr_class& made, std::span<tvrvar_shared> args) {
+    tvr_program_block_routine& constructor = *made.definition.get()->constructor.get();
+    if (!tvr_check_arguments(constructor, args.size())) return false;
+    tvr_vm_context* frame = tvr_push_frame(task, constructor, *made.scope, task.base_depth + 1);
+    if (frame == nullptr) return false;
+    frame->self.acquire(&made);
+    give_arguments(*frame, args);
     return true;
 }
 
@@ -123,8 +163,8 @@ void enter_handler(tvr_task& task, tvr_vm_context& frame, const machine_handler&
     }
     frame.making.release();
     frame.resuming = false;
-    frame.cells[to.message]->as_string(task.error);
     frame.next = frame.machine->code.data() + to.target;
+    frame.cells[to.message]->as_string(task.error);
 }
 
 // Pops frames until one takes the error. False when none does.
@@ -166,15 +206,24 @@ bool tvr_catches_error(const tvr_task& task) {
     return waits && tvr_catches_error(*waits);
 }
 
+namespace {
+
+tvr_vm_code stop(tvr_task& task) {
+    tvr_drop_frames(task);
+    task.error = "stopped";
+    return vm_error;
+}
+
+}  // namespace
+
 tvr_vm_code tvr_attend(tvr_task& task, bool between_statements) {
     tvr_vm_signals& signals = task.script.signals;
     if (task.error_pending && !catch_error(task)) return vm_error;
-    if (signals.is_raised(tvr_signal_stop)) {
-        tvr_drop_frames(task);
-        task.error = "stopped";
-        return vm_error;
+    if (signals.is_raised(tvr_signal_stop)) return stop(task);
+    if (signals.is_raised(tvr_signal_dying)) {
+        tvr_run_destructors();
+        if (signals.is_raised(tvr_signal_stop)) return stop(task);  // by one of them
     }
-    if (signals.is_raised(tvr_signal_dying)) tvr_run_destructors();
     if (task.suspending) {
         task.suspending = false;
         signals.lower(tvr_signal_suspend);
@@ -198,16 +247,39 @@ void finish_suspended_call(tvr_task& task, tvr_vm_context& frame) {
     tvr_put_owned(frame, frame.resume_cell, value ? value : tvrvar_shared::make());
 }
 
+// Native code that throws out of an operator, a member or a conversion, and memory that is at its
+// end, fail the operation that the top frame stands at.
+void fail_operation(tvr_task& task, const char* what) {
+    try {
+        runtime_error(what);
+    } catch (...) {
+        task.error_pending = true;
+        task.script.signals.raise(tvr_signal_error);
+    }
+}
+
+tvr_vm_code run_frames(tvr_task& task) {
+    while (true) {
+        try {
+            if (task.top != nullptr && task.top->resuming) finish_suspended_call(task, *task.top);
+            return tvr_run_frames(task);
+        } catch (const std::bad_alloc&) {
+            fail_operation(task, "out of memory");
+        } catch (const std::exception& error) {
+            fail_operation(task, error.what());
+        } catch (...) {
+            fail_operation(task, "unknown native exception");
+        }
+    }
+}
+
 }  // namespace
 
 tvr_vm_code tvr_run(tvr_task& task) {
     tvr_thread_local& local = tvr_local();
     tvr_vm_context* outer = local.context;
-    if (task.top != nullptr) {
-        local.context = task.top;
-        if (task.top->resuming) finish_suspended_call(task, *task.top);
-    }
-    const tvr_vm_code code = tvr_run_frames(task);
+    if (task.top != nullptr) local.context = task.top;
+    const tvr_vm_code code = run_frames(task);
     local.context = outer;
     return code;
 }

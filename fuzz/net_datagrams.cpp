@@ -83,9 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     require(node.device_count() <= 2);
 
-    // Whatever happened: a new incarnation of the peer is met and heard, exactly once.
+    // Whatever happened: a new incarnation of the peer is heard, exactly once.
     peer.session = 0x7A7A7A7A;
-    for (int n = 0; n < 3 && !peer.meet(node); n++) run_for(net, {&node}, 1000);
+    peer.send(node.ip(), peer.auth_request(peer.session));
+    run_for(net, {&node}, 5);
     const int before = heard;
     const uint64_t ticket = 0x123456789ABC;
     for (int n = 0; n < 2; n++) {

@@ -65,7 +65,7 @@ struct bench_node : tvrnet_base {
         return made;
     }
 
-    void on_device_disconnect(std::shared_ptr<tvrnet_device>, const char* reason) override {
+    void on_device_disconnect(const std::shared_ptr<tvrnet_device>&, const char* reason) override {
         std::fprintf(stderr, "bench_net: disconnected: %s\n", reason);
     }
 

@@ -34,7 +34,7 @@ void put_version(uint8_t* out) {
 
 // The room is zero, and its last byte stays so.
 void put_text(uint8_t* out, size_t room, std::string_view text) {
-    std::memcpy(out, text.data(), std::min(text.size(), room - 1));
+    std::copy_n(text.begin(), std::min(text.size(), room - 1), out);
 }
 
 }  // namespace

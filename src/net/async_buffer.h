@@ -124,9 +124,10 @@ private:
         filled[slot].store(uint32_t(at + record_bytes + length), std::memory_order_release);
     }
 
-    std::unique_ptr<std::array<uint8_t, slot_bytes>[]> memory;
-    std::array<std::atomic<uint32_t>, SLOTS> filled{};  // bytes in each slot; the writer's
+    // Each side's own stand together, away from the other's.
     alignas(64) std::atomic<size_t> write_slot{0};
     alignas(64) std::atomic<size_t> read_slot{0};
     place read_place;  // reader's
+    std::unique_ptr<std::array<uint8_t, slot_bytes>[]> memory;
+    std::array<std::atomic<uint32_t>, SLOTS> filled{};  // bytes in each slot; the writer's
 };

@@ -64,6 +64,9 @@ public:
     void send_tvr_alive_check(const tvrnet_adr& to);
     void send_art_poll_reply(const tvrnet_ip& to);
 
+    // Buffers that peers may write into. Offer them before the node meets anybody.
+    tvrnet_offered_buffers offered;
+
     // Art-Net that comes in, and the state of its universes.
     artnet_listener artnet;
 

@@ -20,8 +20,8 @@ constexpr tvrnet_ip broadcast_ip{{255, 255, 255, 255}, tvrnet_default_port};
 
 // At most size - 1 bytes of it, and zeros behind.
 void put_text(uint8_t* out, size_t size, const std::string& text) {
-    std::memset(out, 0, size);
-    std::memcpy(out, text.data(), std::min(text.size(), size - 1));
+    std::fill_n(out, size, uint8_t(0));
+    std::copy_n(text.begin(), std::min(text.size(), size - 1), out);
 }
 
 std::string text_in(const uint8_t* data, size_t size) {

@@ -4,14 +4,8 @@
 #include <cstring>
 #include <utility>
 
-namespace {
-
-constexpr size_t resting_commands = 4096;
-
-}  // namespace
-
 tvrnet_base_impl::tvrnet_base_impl(std::unique_ptr<GenericUDPSocket> socket, tvrnet_global_s& ids)
-    : tvrnet_receiver(std::move(socket)), counters(ids), command_buffers(resting_commands) {}
+    : tvrnet_receiver(std::move(socket)), counters(ids) {}
 
 std::shared_ptr<tvrnet_device> tvrnet_base_impl::find_device(const uint8_t* mac) {
     tvrnet_mac wanted;
@@ -142,7 +136,7 @@ void tvrnet_base_impl::handle_artnet_reply(const tvrnet_ip& from, artnet_poll_re
     }
     device->name = artnet_short_name(reply);
     device->last_seen_ms = now;
-    if (is_new) on_device_connect(std::shared_ptr<tvrnet_artnet_device>(device));
+    if (is_new) on_device_connect(std::as_const(device));
 }
 
 void tvrnet_base_impl::forget_silent_artnet_device(const tvrnet_ip& spared) {

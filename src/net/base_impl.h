@@ -34,9 +34,10 @@ public:
     void disconnect_device(const tvrnet_mac& mac, const char* reason) TVR_EXCLUDES(node_mutex);
 
     // Called on the node's thread.
-    virtual void on_device_connect(std::shared_ptr<tvrnet_device>) {}
-    virtual void on_device_connect(std::shared_ptr<tvrnet_artnet_device>) {}
-    virtual void on_device_disconnect(std::shared_ptr<tvrnet_device>, const char* /*reason*/) {}
+    virtual void on_device_connect(const std::shared_ptr<tvrnet_device>&) {}
+    virtual void on_device_connect(const std::shared_ptr<tvrnet_artnet_device>&) {}
+    virtual void on_device_disconnect(const std::shared_ptr<tvrnet_device>&,
+                                      const char* /*reason*/) {}
 
     // Callbacks that wait for an answer, by the ticket of their request.
     void handle_response_add(uint64_t ticket, const tvrnet_mac& asked,
@@ -51,7 +52,7 @@ public:
     uint64_t now_ms() const { return now; }  // of this update
 
     tvrnet_global_s& counters;
-    tvrnet_recycler<command_buffer_s> command_buffers;
+    tvrnet_command_pool command_buffers;
 
 protected:
     using device_map =

@@ -45,6 +45,16 @@ void tvrnet_base::register_own_commands() {
         add_command("tvrnet_response_ack_notfound", take);
         add_command("tvrnet_response_ack_fail", take);
     }
+    add_command("TVRSET_STATIC_BUFFER",
+                [this](const tvrnet_ip&, const uint8_t* data, size_t size, const header&) {
+                    std::vector<uint8_t> copy(data, data + size);
+                    tvrnet_kv_reader record(copy);
+                    offered.take_part(record);
+                });
+    add_request("TVRDIAG_STATIC_BUFFER", [this](const tvrnet_request&, tvrnet_answer& out) {
+        out.data = offered.report();
+        return true;
+    });
     add_request("tvrnet_init_connection", [this](const tvrnet_request&, tvrnet_answer& out) {
         write_connection_record(out);
         return true;
@@ -114,6 +124,9 @@ void tvrnet_base::take_connection_record(const std::shared_ptr<tvrnet_device>& d
     device->peer_has_json = record.read_int32("has_json") != 0;
     device->peer_has_json_v3 = record.read_int32("has_json_v3") != 0;
     device->packets_per_turn = uint32_t(std::max(record.read_int32("pacing"), 0));
+    if (record.read_key("static_buffers")) {
+        device->static_buffers = tvrnet_read_listing(record.value);
+    }
     device->peer_commands.clear();
     if (!record.read_key("commands")) return;
     for (size_t at = 0; at + sizeof(uint32_t) <= record.value.size(); at += sizeof(uint32_t)) {
@@ -130,6 +143,7 @@ void tvrnet_base::write_connection_record(tvrnet_answer& out) const {
     const std::vector<uint32_t> hashes = known_hashes();
     record.add_data("commands", reinterpret_cast<const uint8_t*>(hashes.data()),
                     hashes.size() * sizeof(uint32_t), buffer_format);
+    if (!offered.buffers.empty()) record.add_bytes("static_buffers", offered.listing());
     out.data = std::move(record.data);
     out.format = buffer_format;
 }

@@ -1,9 +1,16 @@
 #include "net/command_queue.h"
 
 #include <algorithm>
+#include <utility>
 
 bool command_buffer_s::timed_out(uint64_t now_ms) {
     return timeout.interval != 0 && timeout.passed(now_ms);
+}
+
+void tvrnet_command_pool::give_back(std::unique_ptr<command_buffer_s> command) {
+    const bool is_small = command->count <= small_chunks;
+    if (command->chunks.size() > largest_chunks) command->chunks = {};
+    (is_small ? small : large).give_back(std::move(command));
 }
 
 void command_buffer_s::start_over() {

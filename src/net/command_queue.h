@@ -65,6 +65,23 @@ struct command_buffer_s {
     uint64_t idle_until = 0;  // ms
 };
 
+// Buffers that rest until the next command needs one. Small ones rest by the thousand, large ones
+// by the dozen, and what is larger still gives its memory back at once.
+class tvrnet_command_pool {
+public:
+    static constexpr size_t small_chunks = 4, resting_small = 4096;     // 23 MB at most
+    static constexpr size_t largest_chunks = 4096, resting_large = 16;  // 92 MB at most
+
+    std::unique_ptr<command_buffer_s> take(size_t chunks) {
+        return (chunks <= small_chunks ? small : large).take();
+    }
+    void give_back(std::unique_ptr<command_buffer_s> command);
+    size_t in_use() const { return small.in_use + large.in_use; }
+
+private:
+    tvrnet_recycler<command_buffer_s> small{resting_small}, large{resting_large};
+};
+
 class tvrnet_command_queue {
 public:
     using row = std::list<std::unique_ptr<command_buffer_s>>;

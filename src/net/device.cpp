@@ -71,7 +71,7 @@ size_t tvrnet_device::largest_chunk() const {
 
 std::unique_ptr<command_buffer_s> tvrnet_device::get_free_buffer(size_t chunk_count,
                                                                  uint64_t timeout_ms) {
-    auto made = node.command_buffers.take();
+    auto made = node.command_buffers.take(chunk_count);
     made->count = chunk_count;
     if (made->chunks.size() < chunk_count) made->chunks.resize(chunk_count);
     made->timeout = {timeout_ms};

@@ -21,6 +21,7 @@
 
 #include "net/address.h"
 #include "net/command_queue.h"
+#include "net/static_buffer.h"
 #include "net/timer.h"
 
 class tvrnet_base_impl;
@@ -125,7 +126,8 @@ public:
     void sign_of_life(uint64_t now_ms);
     size_t commands_on_their_way() const { return queue.size(); }
     // Nothing more would go out now, however often update() is called.
-    bool must_wait() const { return !queue.has_ready(); }
+    bool must_wait() const { return !queue.has_ready() && !has_dirty_buffer(); }
+    bool has_dirty_buffer() const;
     bool is_on_its_way(uint64_t ticket) { return queue.find(ticket) != nullptr; }
 
     auth_info_s auth_info;
@@ -152,6 +154,9 @@ public:
     int32_t peer_version = 0;
     bool peer_has_json = false, peer_has_json_v3 = false;
     std::vector<uint32_t> peer_commands;  // hashes
+
+    // Images of the buffers that the peer offers; what is written into them goes to it.
+    std::vector<tvrnet_static_buffer> static_buffers;
 
     // Pacing.
     float rate = first_rate;            // packets that may go out per update
@@ -189,6 +194,7 @@ private:
     bool serve_high_priority();
     bool serve_row(tvrnet_command_queue::row& row);
     bool drop_if_timed_out(command_buffer_s& command);
+    void serve_static_buffers();
     void stand_aside(command_buffer_s& command, uint64_t until_ms);
     bool count_served();
     void serve_fetches();

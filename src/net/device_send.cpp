@@ -129,6 +129,7 @@ void tvrnet_device::update(int turn) {
     const auto kept = weak_from_this().lock();  // a callback may disconnect this device
     serve_fetches();
     queue.wake_due(node.now_ms());
+    serve_static_buffers();
     if (queue.size() == 0 || !begin_update(turn)) return;
     for (int n = 0; n < max_passes && valid; n++) {
         did_something = false;
@@ -205,6 +206,23 @@ bool tvrnet_device::serve_row(tvrnet_command_queue::row& row) {
 void tvrnet_device::stand_aside(command_buffer_s& command, uint64_t until_ms) {
     if (command.timeout.interval != 0) until_ms = std::min(until_ms, command.timeout.due());
     queue.let_wait(command, until_ms);
+}
+
+bool tvrnet_device::has_dirty_buffer() const {
+    return std::any_of(static_buffers.begin(), static_buffers.end(),
+                       [](const tvrnet_static_buffer& b) { return b.dirty(); });
+}
+
+// Changed parts take their place behind all commands, within the same budgets.
+void tvrnet_device::serve_static_buffers() {
+    for (size_t i = 0; i < static_buffers.size() && connected; i++) {
+        tvrnet_static_buffer& buffer = static_buffers[i];
+        if (!buffer.dirty() || is_on_its_way(buffer.ticket_on_its_way)) continue;
+        if (queue.size() >= max_commands) return;  // a part that was taken must be sent
+        const std::vector<uint8_t> part = buffer.take_dirty_part(i);
+        buffer.ticket_on_its_way = send_reliable("TVRSET_STATIC_BUFFER", part.data(), part.size(),
+                                                 tvrnet_pkt_dataformat::buffer, false, 0);
+    }
 }
 
 void tvrnet_device::send_fetch(const char* command, const void* data, size_t size,

@@ -57,11 +57,11 @@ public:
     void rewind();
 
 private:
+    alignas(64) std::atomic<uint64_t> written{0};
+    alignas(64) std::atomic<uint64_t> taken{0};
+    bool lent = false;  // node's side: slot `taken` is in the caller's hands
     std::unique_ptr<slot[]> ring;
     std::array<mmsghdr, batch> messages{};
     std::array<iovec, batch> parts{};
     std::array<sockaddr_in, batch> addresses{};
-    alignas(64) std::atomic<uint64_t> written{0};
-    alignas(64) std::atomic<uint64_t> taken{0};
-    bool lent = false;  // node's side: slot `taken` is in the caller's hands
 };

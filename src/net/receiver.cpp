@@ -9,9 +9,9 @@
 namespace {
 
 // Resting memory is kept for so many buffers of each kind.
-constexpr size_t resting_buffers = 256, resting_memory = 64;
+constexpr size_t resting_buffers = 256, resting_memory = 16;
 // Commands above this size give their memory back at once.
-constexpr size_t largest_resting = 4 * 1024 * 1024;
+constexpr size_t largest_resting = 2 * 1024 * 1024;
 // So many go at once when strangers fill the map, since looking for them costs a walk.
 constexpr size_t forgotten_at_once = 64;
 

@@ -173,16 +173,27 @@ inline std::string difference(const tvrk_program& program, const kernel_outcome&
     return "";
 }
 
-// Compiled kernels of this test program go to a folder of its own.
-inline std::string private_cache() {
-    static const std::string path = [] {
-        std::string name =
-            (std::filesystem::temp_directory_path() / "tavro-kernels-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) return std::string("/tmp");
-        setenv("TVR_KERNEL_CACHE", name.c_str(), 1);
-        return name;
-    }();
-    return path;
+// Compiled kernels of this test program go to a folder of its own, which goes with it.
+class cache_folder {
+public:
+    cache_folder()
+        : path((std::filesystem::temp_directory_path() / "tavro-kernels-XXXXXX").string()) {
+        if (mkdtemp(path.data()) == nullptr) path.clear();
+        setenv("TVR_KERNEL_CACHE", path.c_str(), 1);
+    }
+    ~cache_folder() {
+        std::error_code ignored;
+        if (!path.empty()) std::filesystem::remove_all(path, ignored);
+    }
+    cache_folder(const cache_folder&) = delete;
+    cache_folder& operator=(const cache_folder&) = delete;
+
+    std::string path;
+};
+
+inline const std::string& private_cache() {
+    static const cache_folder made;
+    return made.path;
 }
 
 }  // namespace tavro::test

@@ -24,17 +24,19 @@ std::vector<T> stored(const std::string& type, const std::string& body, const ke
                       std::string* trap = nullptr) {
     const auto unit = compile(
         "kernel struct S { i32 a; i32 b[3]; }\n"
+        "kernel cstruct N { u8 t; f32x2 v; S s[2]; }\n"
         "kernel inline S make(i32 a) { return {a, {1, a}}; }\n"
         "kernel inline i32 second(S s) { return s.b[1]; }\n"
         "kernel inline f32x2 swap(f32x2 v) { return f32x2(v.y, v.x); }\n"
         "kernel void k(" +
-        type + "* p, i32 zero, f64 nan, i32 low, f32* q, i32 one) {\n" + body + "\n}");
+        type + "* p, i32 zero, f64 nan, i32 low, f32* q, i32 one, N* n2) {\n" + body + "\n}");
     if (unit == nullptr) return {};
     kernel_arguments given;
     given.scalars = {whole(0), f64(std::numeric_limits<double>::quiet_NaN()),
                      whole(std::numeric_limits<int32_t>::min()), whole(1)};
     given.buffers = {kernel_buffer::of(std::vector<T>(4)),
-                     kernel_buffer::of(std::vector<float>{1, 2, 3, 4})};
+                     kernel_buffer::of(std::vector<float>{1, 2, 3, 4}),
+                     kernel_buffer::of(std::vector<uint8_t>(2 * 44))};
     const kernel_outcome out = run_kernel(*unit->kernels[0].program, given, engine);
     if (trap != nullptr) *trap = out.trap;
     return out.buffers[0].as<T>();
@@ -125,6 +127,13 @@ TEST(semantics, statements) {
          "f32x2 v = {1, 2}; v = f32x2(v.y, v.x); v *= 3; v.x += 1.0; p[0] = i32(v.x); p[1] "
          "= i32(v.y); p[2] = i32(q[1]);",
          {7, 3, 2, 0}},
+        {"structs in structs",
+         "N n[2]; n[one].s[1].b[one + 1] = 4; n[1].v.y = 2.5; n[zero] = n[1]; N* r = n2; "
+         "r->s[one].a = 9; "
+         "r[1].v = n[0].v + 1; p[0] = n[0].s[1].b[2]; p[1] = n2[0].s[1].a; p[2] = i32(n2[1].v.y * "
+         "2); "
+         "p[3] = n[0].s[0].a;",
+         {4, 9, 7, 0}},
         {"shadowing", "i32 x = 1; { i32 x = 2; p[0] = x; } p[1] = x;", {2, 1, 0, 0}},
         {"atomics return what was", "p[0] = 5; p[1] = atomic_add(p[0], 3);", {8, 5, 0, 0}},
     };

@@ -249,7 +249,7 @@ TEST_F(sending, a_full_socket_loses_nothing) {
     EXPECT_EQ(peer.chunks_text(line), "0 1");
     answer(peer.ack(ticket, tvrnet_ack_status::complete));
     EXPECT_EQ(device->commands_on_their_way(), 0U);
-    EXPECT_EQ(node.command_buffers.in_use, 0U);
+    EXPECT_EQ(node.command_buffers.in_use(), 0U);
 }
 
 TEST_F(sending, the_round_trip_is_smoothed) {

@@ -103,7 +103,7 @@ public:
     void arrive(const tvrnet_ip& from, const std::vector<uint8_t>& bytes) {
         letter l;
         if (bytes.size() > l.bytes.size()) return;
-        std::memcpy(l.bytes.data(), bytes.data(), bytes.size());
+        std::copy(bytes.begin(), bytes.end(), l.bytes.begin());
         l.from = from;
         l.length = bytes.size();
         if (preprocess_packet(from, l.bytes.data(), l.length, net.now, &l.type) == 0) {

@@ -18,13 +18,13 @@ public:
              const tvrnet_node_options& asked = {})
         : tvrnet_base(std::make_unique<sim_socket>(net, number), asked, ids) {}
 
-    void on_device_connect(std::shared_ptr<tvrnet_device> device) override {
+    void on_device_connect(const std::shared_ptr<tvrnet_device>& device) override {
         log.push_back("connect " + device->name);
     }
-    void on_device_connect(std::shared_ptr<tvrnet_artnet_device> device) override {
+    void on_device_connect(const std::shared_ptr<tvrnet_artnet_device>& device) override {
         log.push_back("artnet " + device->name);
     }
-    void on_device_disconnect(std::shared_ptr<tvrnet_device>, const char* reason) override {
+    void on_device_disconnect(const std::shared_ptr<tvrnet_device>&, const char* reason) override {
         log.push_back(reason);
     }
 

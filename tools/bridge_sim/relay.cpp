@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
+#include <deque>
 #include <limits>
+#include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include <poll.h>
 #include <unistd.h>
@@ -58,6 +61,42 @@ tvrnet_node_options node_options(const relay_wish& wish) {
     return options;
 }
 
+// What waits for one listener. Commands that are on their way together may overtake each other, and
+// lines must not by much, since a clock that falls back looks like a restart: so only a few go at
+// once, and none while one of them has not arrived for a while. The rest waits here, in order.
+class outbox {
+public:
+    // False when the oldest line had to make room.
+    bool add(const char* command, const std::string& line) {
+        lines.emplace_back(command, line);
+        if (lines.size() <= max_lines) return true;
+        lines.pop_front();
+        return false;
+    }
+
+    void send(tvrnet_device& to, double now) {
+        std::erase_if(on_the_way, [&](const auto& sent) { return !to.is_on_its_way(sent.first); });
+        while (!lines.empty() && on_the_way.size() < most_on_the_way &&
+               (on_the_way.empty() || now - on_the_way.front().second < longest_s)) {
+            const auto& [command, line] = lines.front();
+            const uint64_t ticket =
+                to.send_reliable(command, line.data(), line.size(), text_format, false, 0);
+            if (ticket == tvrnet_no_ticket) return;
+            on_the_way.emplace_back(ticket, now);
+            lines.pop_front();
+        }
+    }
+
+    bool empty() const { return lines.empty(); }
+
+private:
+    static constexpr size_t max_lines = 4096, most_on_the_way = 16;
+    static constexpr double longest_s = 0.1;
+
+    std::deque<std::pair<const char*, std::string>> lines;
+    std::vector<std::pair<uint64_t, double>> on_the_way;  // tickets, and when they were sent (s)
+};
+
 // One incarnation of the relay. Its sessions are new and its tickets begin again.
 struct relay_node {
     explicit relay_node(const relay_wish& wish)
@@ -71,15 +110,26 @@ struct relay_node {
         return false;
     }
 
-    size_t waiting() {
-        size_t count = 0;
-        for (const auto& device : node.connected_devices())
-            count += device->commands_on_their_way();
-        return count;
+    bool has_waiting() {
+        for (const auto& device : node.connected_devices()) {
+            if (device->commands_on_their_way() > 0 || !outboxes[device.get()].empty()) return true;
+        }
+        return false;
+    }
+
+    // Hands on what may go, and forgets what waited for those who have gone.
+    void send_lines(double now) {
+        const auto listeners = node.connected_devices();
+        std::erase_if(outboxes, [&](const auto& box) {
+            return std::none_of(listeners.begin(), listeners.end(),
+                                [&](const auto& device) { return device.get() == box.first; });
+        });
+        for (const auto& device : listeners) outboxes[device.get()].send(*device, now);
     }
 
     tvrnet_global_s ids;
     tvrnet_base node;
+    std::map<const tvrnet_device*, outbox> outboxes;  // keys are compared, never followed
 };
 
 class player {
@@ -159,10 +209,10 @@ void player::send(const sent_line& line) {
     }
     const bool beat = line.text.find("\"t\":\"beat\"") != std::string::npos;
     for (const auto& listener : up->node.connected_devices()) {
-        const uint64_t ticket =
-            listener->send_reliable(beat ? "deckbus_rt" : "deckbus", line.text.data(),
-                                    line.text.size(), text_format, false, 0);
-        (ticket == tvrnet_no_ticket ? counted.slow : counted.lines)++;
+        const bool room =
+            up->outboxes[listener.get()].add(beat ? "deckbus_rt" : "deckbus", line.text);
+        if (!room) counted.slow++;
+        counted.lines++;
     }
     counted.bytes += int64_t(line.text.size());
 }
@@ -189,7 +239,7 @@ bool player::send_sound(const std::string& text) {
 
 bool player::is_over(double now) {
     if (device.finished()) end = std::min(end, now + linger_s);
-    return now >= end || (device.finished() && (up == nullptr || up->waiting() == 0));
+    return now >= end || (device.finished() && (up == nullptr || !up->has_waiting()));
 }
 
 int player::run() {
@@ -208,6 +258,7 @@ int player::run() {
             (void)poll(&stop, 1, int((up_at - now) * ms_per_s) + 1);
             continue;
         }
+        up->send_lines(now);
         up->node.update(uint64_t(now * ms_per_s));
         up->node.udp->wait(1);
     }

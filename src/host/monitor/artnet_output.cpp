@@ -18,7 +18,7 @@ tvrnet_socket_options quiet_socket() {
 }  // namespace
 
 artnet_output::artnet_output(std::shared_ptr<deckbus::session> from, const tvrnet_ip& target)
-    : session(std::move(from)), udp(quiet_socket()), device(udp, target) {}
+    : udp(quiet_socket()), device(udp, target), session(std::move(from)) {}
 
 artnet_output::~artnet_output() {
     {

@@ -33,9 +33,9 @@ private:
     void run();
     void send_frame();
 
-    const std::shared_ptr<deckbus::session> session;
     GenericOSUDPSocket udp;       // the thread's, once it runs
     tvrnet_artnet_device device;  // likewise
+    const std::shared_ptr<deckbus::session> session;
     uint8_t sequence = 0;
     std::mutex mutex;
     std::condition_variable stopping;

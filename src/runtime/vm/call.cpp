@@ -80,7 +80,7 @@ void call_script(const tvr_step& step, const tvr_call_site& site, const script_c
     tvr_vm_context* callee =
         tvr_push_frame(step.task, *call.routine, *call.base, step.frame.depth + site.nesting + 1);
     if (callee == nullptr) return abandon(step, site);
-    if (call.self != nullptr) callee->self.acquire(call.self);
+    if (call.self != nullptr) callee->set_self(call.self);
     pass_arguments(step, *callee, site);
     if (call.captures != nullptr) tvr_set_captures(*callee, *call.captures);
     callee->result_cell = step.op->a;
@@ -121,6 +121,7 @@ void call_native(const tvr_step& step, const tvr_call_site& site, tvr_function_d
     store.give_args(args);
     drop_arguments(step, site);
     if (step.task.suspending) {
+        step.frame.holds_more = true;
         step.frame.resuming = true;
         step.frame.resume_cell = step.op->a;
         return;
@@ -154,6 +155,7 @@ void make_instance(const tvr_step& step, const tvr_call_site& site,
         std::vector<tvrvar_shared> members;
         members.reserve(body->member_template.size());
         for (const int32_t of : body->member_template) members.push_back(first_value(*body, of));
+        step.frame.holds_more = true;
         step.frame.making.acquire(new_instance(definition, base, std::move(members)));
         return;
     }
@@ -403,7 +405,10 @@ void tvr_step_make_instance(const tvr_step& step) {
     const tvrptr_strong<tvr_class> made(
         new_instance(definition, *step.frame.base_task, std::move(members)));
     tvr_vm_context* caller = step.frame.caller;
-    if (caller != nullptr) caller->making = made;
+    if (caller != nullptr) {
+        caller->making = made;
+        caller->holds_more = true;
+    }
     tvr_step_give(step.task, step.frame, tvr_no_register);
     if (caller == nullptr) step.task.result->as_class(made.get());
 }
@@ -419,7 +424,7 @@ bool tvr_push_operator(const tvr_step& step, tvr_program_block_routine& method, 
                        const tvr_machine_op* after) {
     tvr_vm_context* callee = tvr_push_frame(step.task, method, *self.scope, step.frame.depth + 1);
     if (callee == nullptr) return false;
-    callee->self.acquire(&self);
+    callee->set_self(&self);
     for (size_t i = 0; i < args.size() && i < method.num_params; ++i) {
         if (callee->machine->by_reference[i] != 0) {
             callee->cells[i]->ref_to(args[i]);

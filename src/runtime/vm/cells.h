@@ -49,6 +49,21 @@ inline void tvr_reset_cell(tvrvar*& cell) {
     cell->flags = 0;
 }
 
+inline void tvr_machine_code::give_frame(tvr_vm_context& frame) {
+    tvrvar** cells = frame.cells;
+    for (int i = 0; i < num_own; ++i) {
+        if (!tvr_is_reset_but_for_number(cells[i])) [[unlikely]]
+            tvr_reset_cell_slow(cells[i]);
+    }
+    for (int i = num_params; i < num_variables; ++i) cells[i]->type = tvrvar_type_none;
+    if (frame.holds_more) release_more(frame);
+    if (num_ready >= max_ready_frames) [[unlikely]]
+        return free_frame(frame);
+    frame.caller = ready;
+    ready = &frame;
+    ++num_ready;
+}
+
 // Ends a temporary that was read.
 inline void tvr_drop(tvr_vm_context& frame, int reg) {
     if (frame.machine->is_temporary(reg) && !tvr_is_free_to_write(frame.cells[reg])) {

@@ -21,7 +21,9 @@
 class tvr_machine_code;
 class tvr_program_block_routine;
 class tvr_task;
+struct tvr_call_site;
 struct tvr_machine_op;
+struct tvr_member_site;
 
 // What a run of the machine came to.
 enum tvr_vm_code : int32_t {
@@ -50,12 +52,19 @@ public:
     void suspend_schedule(int64_t ms);  // until so many ms have passed
     void error_stop();                  // ends the task like an error that was reported
 
+    void set_self(tvr_class* instance) {
+        self.acquire(instance);
+        holds_more = true;
+    }
+
     tvr_vm_context* caller = nullptr;  // the frame below on the same task; the next ready frame
     tvr_task* task = nullptr;          // runs this frame
     tvr_task* base_task = nullptr;     // whose globals it sees
     tvr_machine_code* machine = nullptr;
     const tvr_machine_op* next = nullptr;  // where it goes on
     tvrvar** cells = nullptr;
+    tvr_member_site* member_sites = nullptr;  // of its machine code
+    tvr_call_site* call_sites = nullptr;
     tvrptr_strong<tvr_class> self;    // `this`
     tvrptr_strong<tvr_class> making;  // an instance whose constructor is about to run
     uint32_t num_args = 0;            // that were given
@@ -64,6 +73,7 @@ public:
     int16_t result_cell = 0;          // register of the caller
     int16_t resume_cell = 0;          // register that takes the result of a suspended call
     bool resuming = false;
+    bool holds_more = false;  // than its cells: self, making or resuming may be set
     tvr_result_mode result_mode = tvr_result_mode::keep;
     uint8_t slot = tvr_not_pooled;
 };

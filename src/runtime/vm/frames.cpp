@@ -67,6 +67,8 @@ tvr_vm_context* tvr_machine_code::make_frame() {
     frame->machine = this;
     auto** row = new tvrvar*[size_t(num_own) + borrowed.size()];
     frame->cells = row + borrowed.size();
+    frame->member_sites = member_sites.data();
+    frame->call_sites = call_sites.data();
     for (int i = 0; i < num_own; ++i) frame->cells[i] = tvr_new_cell();
     for (size_t i = 0; i < borrowed.size(); ++i) frame->cells[-1 - int(i)] = borrowed[i].cell;
     return frame;
@@ -103,21 +105,11 @@ tvr_vm_context* tvr_machine_code::find_frame(tvr_task& base) {
     return frame;
 }
 
-void tvr_machine_code::give_frame(tvr_vm_context& frame) {
-    tvrvar** cells = frame.cells;
-    for (int i = 0; i < num_own; ++i) {
-        if (!tvr_is_reset_but_for_number(cells[i])) [[unlikely]]
-            tvr_reset_cell_slow(cells[i]);
-    }
-    for (int i = num_params; i < num_variables; ++i) cells[i]->type = tvrvar_type_none;
-    if (frame.self) frame.self.release();
-    if (frame.making) frame.making.release();
+void tvr_machine_code::release_more(tvr_vm_context& frame) {
+    frame.self.release();
+    frame.making.release();
     frame.resuming = false;
-    if (num_ready >= max_ready_frames) [[unlikely]]
-        return free_frame(frame);
-    frame.caller = ready;
-    ready = &frame;
-    ++num_ready;
+    frame.holds_more = false;
 }
 
 void tvr_machine_code::free_ready_frames() {

@@ -358,8 +358,8 @@ enter_top:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
-    member_sites = frame->machine->member_sites.data();
-    call_sites = frame->machine->call_sites.data();
+    member_sites = frame->member_sites;
+    call_sites = frame->call_sites;
     op = frame->next;
     if (signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] {
         following = op;
@@ -383,8 +383,8 @@ attention:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
-    member_sites = frame->machine->member_sites.data();
-    call_sites = frame->machine->call_sites.data();
+    member_sites = frame->member_sites;
+    call_sites = frame->call_sites;
     op = frame->next;
     NEXT();
 
@@ -716,7 +716,7 @@ at_call_method : {
     if (self != nullptr) {
         if (tvr_vm_context* callee =
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
-            callee->self.acquire(self);
+            callee->set_self(self);
             tvr_drop(*frame, op->b);
             goto enter_top;
         }
@@ -732,7 +732,7 @@ at_call_self : {
     if (self != nullptr && site.known_class.control_block() == self->definition.control_block()) {
         if (tvr_vm_context* callee =
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
-            callee->self.acquire(self);
+            callee->set_self(self);
             goto enter_top;
         }
     }

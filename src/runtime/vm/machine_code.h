@@ -45,8 +45,9 @@ struct tvr_src_token;
     OP(more)                                                                                      \
     OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */             \
     OP(equal_true)                                                                                \
-    OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true) OP(more_equal_true)        \
-        OP(equal_false) OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)    \
+    OP(not_equal_true)                                                                            \
+    OP(less_true) OP(less_equal_true) OP(more_true) OP(more_equal_true) OP(equal_false)           \
+        OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)                    \
             OP(more_equal_false) OP(minus) OP(negate) OP(bnot) OP(truth) /* a from b */           \
         OP(increment) OP(decrement)                                      /* a in place */         \
         OP(increment_old) OP(decrement_old)                              /* a = old value of b */ \
@@ -189,7 +190,7 @@ public:
     }
     // Resets a frame's cells and keeps it for the next call, or frees it. Variables are none again;
     // numbers in parameters and temporaries stay, since those are written before they are read.
-    void give_frame(tvr_vm_context& frame);
+    inline void give_frame(tvr_vm_context& frame);  // cells.h
     void free_ready_frames();
 
     bool is_temporary(int reg) const { return reg >= num_variables; }
@@ -227,6 +228,7 @@ public:
 
 private:
     tvr_vm_context* find_frame(tvr_task& base);
+    static void release_more(tvr_vm_context& frame);
     tvr_vm_context* make_frame();
     void free_frame(tvr_vm_context& frame);
     void bind_globals(tvr_vm_context& frame, tvr_task& base) const;

@@ -115,7 +115,7 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
         tvr_push_frame(task, *routine, scope ? *scope : task.root(), task.base_depth + 1);
     if (frame == nullptr) return false;
     const tvrptr_strong<tvr_instance> self = function.self.lock();
-    frame->self.acquire(static_cast<tvr_class*>(self.get()));
+    frame->set_self(static_cast<tvr_class*>(self.get()));
     give_arguments(*frame, args);
     if (function.captures) tvr_set_captures(*frame, *function.captures);
     return true;
@@ -331,7 +331,7 @@ void run_destructors_of(tvr_task& task, const tvrptr_strong<tvr_class>& instance
             const tvrptr_strong<tvr_program_block_routine> routine = method.routine.lock();
             tvr_vm_context* frame = tvr_push_frame(task, *routine, *instance->scope, 1);
             if (frame == nullptr) return;
-            frame->self = instance;
+            frame->set_self(instance.get());
             tvr_run(task);
         }
     }

@@ -208,6 +208,27 @@ TEST(interpreter_life, what_the_host_still_holds_is_told_and_stays) {
 
 // Stopping.
 
+void expect_stop_to_end(const char* text, bool on_worker) {
+    listening_log log;
+    {
+        interpreter in(log, on_worker);
+        const auto task = in.start(text);
+        task->threaded = on_worker;
+        std::thread stopper([&] {
+            while (!log.heard("Task <memory> started.")) std::this_thread::yield();
+            in.script.request_stop(7);
+            in.script.request_stop(8);
+        });
+        in.run_to_end();
+        stopper.join();
+        in.script.release_tasks();
+        EXPECT_TRUE(task->ended());
+        EXPECT_EQ(in.script.stop_status(), 7);
+        EXPECT_FALSE(in.script.has_work());
+    }
+    EXPECT_EQ(log.said(), "");
+}
+
 TEST(stop, ends_whatever_runs) {
     const char* endless[] = {
         "for (true) {}",
@@ -216,28 +237,16 @@ TEST(stop, ends_whatever_runs) {
         "def f() { f(); } for (true) { try { f(); } catch (e) {} }",
         "[3, 2, 1].size(); std.sort([3, 2, 1], (a, b) { for (true) {} });",
         "class t { def __deinit__() { for (true) {} } } x = t(); x = 0;",
+        "x = \"a\"; for (x) { y = x; }",
+        "x = 1; for (x != 2) { if (x == 1) { continue; } }",
+        "class t { def __eq__(o) { return 1; } } x = t(); for (x == 1) {}",
         "std.wait(1000000);",
         "for (true) { std.wait(0); }",
     };
     for (const char* text : endless) {
         SCOPED_TRACE(text);
-        listening_log log;
-        {
-            interpreter in(log);
-            const auto task = in.start(text);
-            std::thread stopper([&] {
-                while (!log.heard("Task <memory> started.")) std::this_thread::yield();
-                in.script.request_stop(7);
-                in.script.request_stop(8);
-            });
-            in.run_to_end();
-            stopper.join();
-            in.script.update();
-            EXPECT_TRUE(task->ended());
-            EXPECT_EQ(in.script.stop_status(), 7);
-            EXPECT_FALSE(in.script.has_work());
-        }
-        EXPECT_EQ(log.said(), "");
+        expect_stop_to_end(text, false);
+        expect_stop_to_end(text, true);
     }
 }
 

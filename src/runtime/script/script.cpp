@@ -7,6 +7,7 @@
 
 #include "runtime/local/thread_local.h"
 #include "runtime/log/log.h"
+#include "runtime/memory/reserve.h"
 #include "runtime/script/compiler.h"
 #include "runtime/script/global.h"
 #include "runtime/value/records.h"
@@ -122,6 +123,7 @@ void tvrscript::set_search_paths() {
 void tvrscript::update() {
     if (!initialized) return log().err("You forgot to call script->init()");
     if (updating) return;
+    tvr_keep_reserve();
     const tvr_global_lock hold(&lock);
     updating = true;
     if (!stop_requested()) {

@@ -102,6 +102,7 @@ void tvrscript::release_globals() {
 
 // Instances that rings or the host keep alive: their destructors cannot run any later than now.
 void tvrscript::run_last_destructors() {
+    if (pools.live(tvr_pool_kind::class_instances) == 0) return;
     pools.of<tvr_class>().for_each_live([](tvr_class& instance) { instance.queue_destructors(); });
     tvr_run_destructors();
 }

@@ -2,9 +2,11 @@
 // inside of the task that made it.
 
 #include <exception>
+#include <new>
 
 #include "frontend/program/program_block.h"
 #include "runtime/local/error_sink.h"
+#include "runtime/memory/reserve.h"
 #include "runtime/object/class_instance.h"
 #include "runtime/object/function_def.h"
 #include "runtime/script/script.h"
@@ -41,6 +43,9 @@ void run_native(const tvr_function_def& definition, tvrobject_base* object, tvr_
                 tvr_native_args& args, tvrvar_shared& result) {
     try {
         result = definition.callback(object, frame, args);
+    } catch (const std::bad_alloc&) {
+        tvr_give_up_reserve();
+        runtime_error(definition.name, ": out of memory");
     } catch (const std::exception& error) {
         runtime_error(definition.name, ": ", error.what());
     } catch (...) {

@@ -1,9 +1,11 @@
 // Calls: of script functions, native functions, methods and classes; and the way back.
 
 #include <exception>
+#include <new>
 
 #include "frontend/program/program_block.h"
 #include "runtime/local/error_sink.h"
+#include "runtime/memory/reserve.h"
 #include "runtime/object/class_instance.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/script/script.h"
@@ -95,6 +97,9 @@ tvrvar_shared run_native(tvr_function_def& def, tvrobject_base* object, tvr_vm_c
                          tvr_native_args& args) {
     try {
         return def.callback(object, frame, args);
+    } catch (const std::bad_alloc&) {
+        tvr_give_up_reserve();
+        runtime_error(def.name, ": out of memory");
     } catch (const std::exception& failure) {
         runtime_error(def.name, ": ", failure.what());
     } catch (...) {

@@ -10,6 +10,7 @@
 #include "runtime/local/global_lock.h"
 #include "runtime/local/signals.h"
 #include "runtime/log/log.h"
+#include "runtime/memory/reserve.h"
 #include "runtime/object/class_instance.h"
 #include "runtime/script/script.h"
 #include "runtime/task/task.h"
@@ -264,6 +265,7 @@ tvr_vm_code run_frames(tvr_task& task) {
             if (task.top != nullptr && task.top->resuming) finish_suspended_call(task, *task.top);
             return tvr_run_frames(task);
         } catch (const std::bad_alloc&) {
+            tvr_give_up_reserve();
             fail_operation(task, "out of memory");
         } catch (const std::exception& error) {
             fail_operation(task, error.what());

@@ -255,15 +255,15 @@ TEST_F(testmod, exceptions_of_a_finished_task_s_listener_are_reported) {
 
 TEST_F(testmod, makes_instances_of_the_script_s_classes) {
     EXPECT_EQ(run("factor = 2;\n"
-                  "class step { n = 1 + 1; def __init__(a, b) { n = n + (a + b) * factor; "
+                  "class step { n = 1 + 1; def __init__(i) { n = n + i * factor; "
                   "std.print(\"made\", n); } }\n"
                   "class bare { on = 1; }\n"
                   "class sketch { abstract def draw() {} }\n"
-                  "std.sort([2, 1], step);\n"
-                  "try { std.sort([2, 1], bare); } catch (e) { std.print(e); }\n"
-                  "try { std.sort([2, 1], sketch); } catch (e) { std.print(e); }\n"),
-              "made 8|"
-              "invalid argument count: num_params=2, fn_num_params=0, "
+                  "lamp(3).each(step);\n"
+                  "try { lamp(3).each(bare); } catch (e) { std.print(e); }\n"
+                  "try { lamp(3).each(sketch); } catch (e) { std.print(e); }\n"),
+              "made 2|made 4|made 6|"
+              "invalid argument count: num_params=1, fn_num_params=0, "
               "fn_default_args=4294967295|"
               "Cannot create an instance of 'sketch': abstract method 'draw' is not implemented "
               "(implement it in a derived class).|");

@@ -92,14 +92,15 @@ tvrvar_shared lamp::refuse(tvr_vm_context&, tvr_native_args&) {
     return {};
 }
 
-// Calls a function of the script for each step of the level, until it fails.
+// Calls a function of the script for each step of the level, until it fails; the sum of what came
+// back.
 tvrvar_shared lamp::each(tvr_vm_context&, tvr_native_args& args) {
     tvrvar_shared sum(0);
     for (int64_t i = 0; i < level; ++i) {
         std::vector<tvrvar_shared> step{tvrvar_shared(i)};
         tvrvar_shared result;
         if (!tvr_task::call(*args[0], step, result)) return {};
-        sum->increment_value(*result);
+        if (result->is_number()) sum->increment_value(*result);
     }
     return sum;
 }

@@ -374,7 +374,7 @@ attention:
         // A function is about to begin, or a turn of a loop.
         const bool turns = op->code == op_code::op_loop ||
                            (op->code >= op_code::op_equal_true &&
-                            op->code <= op_code::op_more_equal_true && following < op);
+                            op->code <= op_code::op_more_equal_true && following <= op);
         const bool between = task.top != frame || turns;
         const tvr_vm_code code = tvr_attend(task, between);
         if (code != vm_running) return code;

@@ -43,7 +43,7 @@ public:
     tvrnet_async_buffer_spsc()
         : memory(std::make_unique_for_overwrite<std::array<uint8_t, slot_bytes>[]>(SLOTS)) {}
 
-    // Writer: appends one packet. False, and `overflow` set, when the ring is full; false for a
+    // Writer: appends one packet. False, and overflow() true, when the ring is full; false for a
     // size that fits no slot.
     bool write(const ADDRESS& to, const void* data, size_t length) {
         if (length < 1 || length > DATAGRAM) return false;
@@ -52,7 +52,7 @@ public:
         if (at > 0 && at + record_bytes + length + record_bytes > slot_bytes) {
             const size_t next = (slot + 1) % SLOTS;
             if (next == read_slot.load(std::memory_order_acquire)) {
-                overflow = true;
+                refused = true;
                 return false;
             }
             filled[next].store(0, std::memory_order_relaxed);  // the reader is not there yet
@@ -107,7 +107,8 @@ public:
         release({0, 0});
     }
 
-    bool overflow = false;  // writer's: a packet was refused since this was last cleared
+    // Writer: a packet was refused.
+    bool overflow() const { return refused; }
 
 private:
     struct record {
@@ -126,6 +127,7 @@ private:
 
     // Each side's own stand together, away from the other's.
     alignas(64) std::atomic<size_t> write_slot{0};
+    bool refused = false;
     alignas(64) std::atomic<size_t> read_slot{0};
     place read_place;  // reader's
     std::unique_ptr<std::array<uint8_t, slot_bytes>[]> memory;

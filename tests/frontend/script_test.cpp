@@ -69,10 +69,10 @@ TEST(check_command, statuses_and_sources) {
         int status;
     };
     const row rows[] = {
-        {"check show.tvio show_lib.tvio", "", 0},
-        {"check none.tvio show.tvio", "[main] ! Cannot find script file none.tvio\n", 1},
+        {"check show_lib.tvio", "", 0},
+        {"check none.tvio show_lib.tvio", "[main] ! Cannot find script file none.tvio\n", 1},
         {"check --ast - < show_lib.tvio | head -1", "class_def scene\n", 0},
-        {"check show.tvio missing_bracket.tvio 2> /dev/null", "", 1},
+        {"check show_lib.tvio missing_bracket.tvio 2> /dev/null", "", 1},
         {"check --ast folder_include.tvio -I folder", "variable found\n", 0},
         {"check folder_include.tvio 2> /dev/null", "", 1},
     };

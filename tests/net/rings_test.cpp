@@ -43,7 +43,7 @@ TEST(async_buffer, slots_are_shared_as_far_as_they_reach) {
 TEST(async_buffer, a_slot_that_was_read_can_be_written_again) {
     ring r;
     EXPECT_EQ(packets_until_full(r, 1400), 4U);
-    EXPECT_TRUE(r.overflow);
+    EXPECT_TRUE(r.overflow());
     ring::place at = r.reader();
     ring::packet packet;
     ASSERT_TRUE(r.look(at, packet));

@@ -132,7 +132,7 @@ bool tvr_push_constructor(tvr_task& task, tvr_class& made, std::span<tvrvar_shar
     if (!tvr_check_arguments(constructor, args.size())) return false;
     tvr_vm_context* frame = tvr_push_frame(task, constructor, *made.scope, task.base_depth + 1);
     if (frame == nullptr) return false;
-    frame->self.acquire(&made);
+    frame->set_self(&made);
     give_arguments(*frame, args);
     return true;
 }

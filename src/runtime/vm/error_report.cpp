@@ -1,5 +1,7 @@
 #include "runtime/vm/error_report.h"
 
+#include <array>
+
 #include "frontend/program/program_block.h"
 #include "frontend/source/source_excerpt.h"
 #include "frontend/source/token_view.h"
@@ -52,16 +54,26 @@ void add_frame(std::string& out, const tvr_vm_context& frame, bool is_top,
     out += "\n";
 }
 
-// From the running frame down, and on through the tasks that wait for it.
-std::vector<const tvr_vm_context*> call_stack(const tvr_task& task) {
-    std::vector<const tvr_vm_context*> frames;
-    tvrptr_strong<tvr_task> waits;
-    for (const tvr_task* at = &task; at != nullptr; at = waits.get()) {
-        for (const tvr_vm_context* f = at->top; f != nullptr; f = f->caller) frames.push_back(f);
-        waits = at->in_place ? at->parent.lock() : tvrptr_strong<tvr_task>();
+// From the running frame down, and on through the tasks that wait for it. Of a stack that fills the
+// memory only what is shown.
+struct call_stack {
+    explicit call_stack(const tvr_task& task) {
+        tvrptr_strong<tvr_task> waits;
+        for (const tvr_task* at = &task; at != nullptr; at = waits.get()) {
+            for (const tvr_vm_context* f = at->top; f != nullptr; f = f->caller) add(*f);
+            waits = at->in_place ? at->parent.lock() : tvrptr_strong<tvr_task>();
+        }
     }
-    return frames;
-}
+    void add(const tvr_vm_context& frame) {
+        if (count < most_frames) frames[count] = &frame;
+        bottom = &frame;
+        ++count;
+    }
+
+    std::array<const tvr_vm_context*, most_frames> frames = {};  // the first ones
+    size_t count = 0;                                            // of all
+    const tvr_vm_context* bottom = nullptr;
+};
 
 void say(bool is_error, const std::string& text) {
     if (is_error) {
@@ -81,19 +93,19 @@ void report(bool is_error, std::string_view heading, const std::string& message)
 
 std::string tvr_runtime_report(std::string_view heading, std::string_view message,
                                const tvr_task& task) {
-    const std::vector<const tvr_vm_context*> frames = call_stack(task);
+    const call_stack stack(task);
     std::string out = tvr_join(rule, heading, "\n", rule);
-    if (!frames.empty()) {
-        const tvr_src_token* token = token_of(*frames.front(), true);
+    std::string_view main_file;
+    if (stack.count > 0) {
+        const tvr_src_token* token = token_of(*stack.frames.front(), true);
         if (token != nullptr && token->view() != nullptr) out += tvr_source_excerpt(*token);
+        main_file = file_of(token_of(*stack.bottom, stack.count == 1));
     }
     out += tvr_join(message, "\n");
-    const size_t shown = frames.size() > most_frames ? listed_frames : frames.size();
-    const std::string_view main_file =
-        frames.empty() ? std::string_view() : file_of(token_of(*frames.back(), frames.size() == 1));
-    for (size_t i = 0; i < shown; ++i) add_frame(out, *frames[i], i == 0, main_file);
-    if (shown < frames.size()) {
-        out += tvr_join("... ", frames.size() - shown, " more frames ...\n");
+    const size_t shown = stack.count > most_frames ? listed_frames : stack.count;
+    for (size_t i = 0; i < shown; ++i) add_frame(out, *stack.frames[i], i == 0, main_file);
+    if (shown < stack.count) {
+        out += tvr_join("... ", stack.count - shown, " more frames ...\n");
     }
     out += rule;
     out.pop_back();

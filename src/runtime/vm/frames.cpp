@@ -1,6 +1,7 @@
 // Frames: where they come from, what they keep between calls.
 
 #include <algorithm>
+#include <memory>
 #include <new>
 
 #include "runtime/script/script.h"
@@ -62,15 +63,23 @@ void tvr_frame_store::give_args(tvr_native_args* args) {
 
 tvr_vm_context* tvr_machine_code::make_frame() {
     auto& pool = tvr_local().pools->of<tvr_vm_context>();
-    tvr_vm_context* frame = pool.allocate();
-    if (frame == nullptr) throw std::bad_alloc();
+    auto cells = std::make_unique<tvrvar*[]>(size_t(num_own) + borrowed.size());
+    tvrvar** own = cells.get() + borrowed.size();
+    tvr_vm_context* frame = nullptr;
+    int made = 0;
+    try {
+        for (; made < num_own; ++made) own[made] = tvr_new_cell();
+        frame = pool.allocate();
+        if (frame == nullptr) throw std::bad_alloc();
+    } catch (...) {
+        while (made > 0) tvr_release_cell(own[--made]);
+        throw;
+    }
+    for (size_t i = 0; i < borrowed.size(); ++i) own[-1 - int(i)] = borrowed[i].cell;
     frame->machine = this;
-    auto** row = new tvrvar*[size_t(num_own) + borrowed.size()];
-    frame->cells = row + borrowed.size();
+    frame->cells = cells.release() + borrowed.size();
     frame->member_sites = member_sites.data();
     frame->call_sites = call_sites.data();
-    for (int i = 0; i < num_own; ++i) frame->cells[i] = tvr_new_cell();
-    for (size_t i = 0; i < borrowed.size(); ++i) frame->cells[-1 - int(i)] = borrowed[i].cell;
     return frame;
 }
 

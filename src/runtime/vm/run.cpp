@@ -253,8 +253,8 @@ void finish_suspended_call(tvr_task& task, tvr_vm_context& frame) {
 void fail_operation(tvr_task& task, const char* what) {
     try {
         runtime_error(what);
-    } catch (...) {
-        task.error_pending = true;
+    } catch (const std::bad_alloc&) {
+        task.error_pending = true;  // without a report, for which there is no memory
         task.script.signals.raise(tvr_signal_error);
     }
 }

@@ -158,8 +158,8 @@ TEST_F(task_test, workers_and_owner_never_run_at_once) {
         3);
     std::vector<tvrptr_strong<tvr_task>> all;
     for (int i = 0; i < 12; ++i) {
-        all.push_back(task("count"));
         const tvr_global_lock hold;
+        all.push_back(task("count"));
         if (i % 4 == 0) {
             all.back()->task_schedule(0);
         } else {
@@ -175,8 +175,8 @@ TEST_F(task_test, workers_and_owner_never_run_at_once) {
 TEST_F(task_test, on_workers_wait_and_go_on_there) {
     load("def f(n) { std.wait(1); std.wait(1); std.print(n); }\nwaits = f;", 1);
     for (int i = 0; i < 3; ++i) {
-        const auto waits = task("waits", {i});
         const tvr_global_lock hold;
+        const auto waits = task("waits", {i});
         in->script.workers.run_task(*waits);
     }
     in->run_to_end();
@@ -211,8 +211,8 @@ TEST_F(task_test, an_interpreter_ends_while_workers_run) {
     for (const size_t workers : {1, 3}) {
         load("def f() { try { for (true) {} } catch (e) {} }\nendless = f;", workers);
         for (size_t i = 0; i < workers; ++i) {
-            const auto endless = task("endless");
             const tvr_global_lock hold;
+            const auto endless = task("endless");
             in->script.workers.run_task(*endless);
         }
         in->script.update();

@@ -37,8 +37,9 @@ endif()
 # -fPIE instead, and they could not share the precompiled header.
 add_compile_options(-fPIC)
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wnull-dereference)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
+    $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual> -Wnull-dereference)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     add_compile_options(-Wthread-safety -Wno-sign-conversion)
 else()

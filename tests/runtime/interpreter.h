@@ -45,9 +45,9 @@ public:
     }
 
 private:
-    void keep(const char* level, std::string_view text) {
+    void keep(const char* mark, std::string_view text) {
         const std::lock_guard hold(mutex);
-        lines.push_back(level + std::string(text));
+        lines.push_back(mark + std::string(text));
     }
 
     std::mutex mutex;

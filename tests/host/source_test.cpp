@@ -27,12 +27,9 @@ TEST(source, kinds) {
         source_kind kind;
     };
     const row rows[] = {
-        {"auto", source_kind::automatic},
-        {"network", source_kind::network},
-        {"/dev/null", source_kind::serial},
-        {"/dev/not_plugged_in_yet", source_kind::serial},
-        {file.path, source_kind::recording},
-        {"no_such_file.jsonl", source_kind::recording},
+        {"auto", source_kind::automatic},        {"network", source_kind::network},
+        {"/dev/null", source_kind::serial},      {"/dev/not_plugged_in_yet", source_kind::serial},
+        {file.path, source_kind::recording},     {"no_such_file.jsonl", source_kind::recording},
         {"/dev/../tmp", source_kind::recording},
     };
     for (const row& r : rows) EXPECT_EQ(kind_of_source(r.name), r.kind) << r.name;

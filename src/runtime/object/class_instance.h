@@ -51,7 +51,7 @@ public:
     std::vector<tvrvar_shared> members;  // by slot, never null
     tvr_task* scope = nullptr;  // whose globals its methods see; root tasks outlive all instances
     tvr_class* next_dying = nullptr;
-    bool queued = false;  // with the dying
+    bool queued = false;           // with the dying
     bool destructors_ran = false;  // or are about to
     uint8_t slot = tvr_not_pooled;
 

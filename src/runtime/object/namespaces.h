@@ -60,8 +60,7 @@ public:
     }
 
     // The same for a class whose values are no plain objects: `callback` makes them.
-    tvr_function_def& add_constructor(std::string_view class_name,
-                                      const tvrobject_metadata& native,
+    tvr_function_def& add_constructor(std::string_view class_name, const tvrobject_metadata& native,
                                       tvr_native_function callback, uint32_t min_params,
                                       uint32_t max_params, tvr_function_docs docs = {}) {
         classes[std::string(class_name)] = &native;

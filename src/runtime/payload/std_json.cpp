@@ -22,18 +22,18 @@ struct tvr_std_json::key_index {
     }
 
     // The place of a key, or the free one where it belongs.
-    place& find(std::string_view key, uint32_t hash, const std::vector<entry>& entries) {
+    place& find(std::string_view key, uint32_t hash, const std::vector<entry>& all) {
         for (size_t at = hash & (places.size() - 1);; at = (at + 1) & (places.size() - 1)) {
             place& here = places[at];
             if (here.entry == 0) return here;
-            if (here.hash == hash && entries[here.entry - 1].name() == key) return here;
+            if (here.hash == hash && all[here.entry - 1].name() == key) return here;
         }
     }
 
-    void put(size_t position, const std::vector<entry>& entries) {
-        const std::string_view key = entries[position].name();
+    void put(size_t position, const std::vector<entry>& all) {
+        const std::string_view key = all[position].name();
         const uint32_t hash = hash_of(key);
-        place& here = find(key, hash, entries);
+        place& here = find(key, hash, all);
         if (here.entry == 0) ++used;
         here = {hash, uint32_t(position + 1)};
     }

@@ -157,8 +157,8 @@ const char* const frames[] = {
     "{ % { % } }",
     "def inner(p, q = p + 1) noexcept { v = p; % } inner(1);",
     "w = (p) { v; % };",
-    "class inner : A { m = [1]; def run(v) { % return m; } def __init__(v) { super.area(v, 1); "
-    "% } }",
+    ("class inner : A { m = [1]; def run(v) { % return m; } def __init__(v) { super.area(v, 1); "
+     "% } }"),
 };
 constexpr std::string_view head =
     "v = 1; def f(a, b = a, c = 3) { return a; } class A { z = 0; def __init__(n) { z = n; } "

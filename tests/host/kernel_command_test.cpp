@@ -2,6 +2,8 @@
 
 #include "host/kernel_command.h"
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -17,7 +19,7 @@ struct printed {
 };
 
 printed show(const std::string& source, bool disasm, bool c_text) {
-    const std::string path = testing::TempDir() + "kernel_command_test.kernel";
+    const std::string path = testing::TempDir() + "kernel_" + std::to_string(getpid()) + ".kernel";
     std::ofstream(path) << source;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();

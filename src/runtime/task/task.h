@@ -118,7 +118,6 @@ public:
     tvrvar_shared resume_value;            // of the call that suspended it; null for none
     std::string error;                     // the message on its way to a catch, or that ended it
     bool error_pending = false;            // with tvr_signal_error: this task's instruction failed
-    bool error_caught = false;             // and a catch or a noexcept function waits for it
     bool suspending = false;               // with tvr_signal_suspend
     bool resume_failed = false;            // the suspended call fails with resume_value's text
     bool in_destructor = false;            // may not suspend

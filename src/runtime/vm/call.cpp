@@ -120,7 +120,6 @@ void call_native(const tvr_step& step, const tvr_call_site& site, tvr_function_d
     tvr_frame_store& store = step.task.script.frames;
     tvr_native_args* args = store.take_args();
     for (const int16_t reg : site.operands) args->push_back(step.cell(reg)->deref());
-    // The frame of a task that ends meanwhile must not be touched again.
     const tvrptr_strong<tvrobject_base> bound(object);
     tvrvar_shared result = run_native(def, object, step.frame, *args);
     store.give_args(args);

@@ -35,12 +35,11 @@ enum tvr_vm_code : int32_t {
 
 // How the result of a call comes back into the instruction that made it.
 enum class tvr_result_mode : uint8_t {
-    keep = 1,        // as it is
-    truth = 2,       // as int, by the truth test
-    no_truth = 3,    // its opposite
-    drop = 4,        // not at all: of a constructor, which yields `this`
-    discard = 5,     // not at all, and there is no cell for it
-    element_set = 6  // __setitem__: the assigned value stands in its cell already
+    keep = 1,      // as it is
+    truth = 2,     // as int, by the truth test
+    no_truth = 3,  // its opposite
+    drop = 4,      // not at all: of a constructor, which yields `this`
+    discard = 5    // not at all, and there is no cell for it
 };
 
 class tvr_vm_context {

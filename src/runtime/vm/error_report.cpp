@@ -118,9 +118,8 @@ void tvr_vm_errors::on_runtime_error(const std::string& message) {
     if (task->error_pending) return;  // the first error of an instruction is the one
     task->error = message;
     task->error_pending = true;
-    task->error_caught = tvr_catches_error(*task);
     task->script.signals.raise(tvr_signal_error);
-    if (task->error_caught) {
+    if (tvr_catches_error(*task)) {
         tvr_log().verbose("Caught runtime error: ", message);
     } else {
         report(true, "Runtime Error", message);

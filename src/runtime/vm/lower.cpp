@@ -289,7 +289,7 @@ bool tvr_lowering::lower_stack(block& in, const uint8_t* at) {
         return true;
     }
     case tvr_op_num_expr: return true;  // gives up: the ordinary instructions stand behind it
-    default: return in.at == UINT32_MAX;
+    default: return false;
     }
 }
 

@@ -200,9 +200,9 @@ bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_ma
     return true;
 }
 
-// a = container[index] for everything that lies in a json by position and is no string: the value
-// of a temporary container goes with it.
-bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
+// a = container[index] for numbers, and for what can be shared, of a json by position. A temporary
+// container goes with its reading.
+bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
     tvrvar* container = frame.cells[op->b];
     const tvrvar* index = frame.cells[op->c];
     tvrvar* element = plain_element(container, index);
@@ -210,7 +210,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op, bool keep) {
     const bool is_shared = element->type == tvrvar_type_json || element->type == tvrvar_type_class;
     if (!is_shared && !is_int_or_float(element)) return false;
     tvrvar* into = frame.cells[op->a];
-    const bool drops = !keep && frame.machine->is_temporary(op->b);
+    const bool drops = frame.machine->is_temporary(op->b);
     if (!frame.machine->is_temporary(op->a)) {
         if (drops || !into->is_plain() || element->type == tvrvar_type_string) return false;
         into->set(*element);
@@ -657,7 +657,7 @@ at_index : {
         copy_number(REG(a), element)) {
         STEP_ON(1);
     }
-    if (take_element(*frame, op, false)) AFTER_STEP(1);
+    if (take_element(*frame, op)) AFTER_STEP(1);
     DO_STEP(tvr_step_index);
 }
 at_index_keep : {

@@ -48,11 +48,12 @@ struct tvr_src_token;
     OP(not_equal_true)                                                                         \
     OP(less_true)                                                                              \
     OP(less_equal_true)                                                                        \
-    OP(more_true) OP(more_equal_true) OP(equal_false) OP(not_equal_false) OP(less_false)       \
-        OP(less_equal_false) OP(more_false) OP(more_equal_false) OP(minus) OP(negate) OP(bnot) \
-            OP(truth)                              /* a from b */                              \
-        OP(increment) OP(decrement)                /* a in place */                            \
-        OP(increment_old) OP(decrement_old)        /* a = old value of b */                    \
+    OP(more_true)                                                                              \
+    OP(more_equal_true)                                                                        \
+    OP(equal_false) OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)     \
+        OP(more_equal_false) OP(minus) OP(negate) OP(bnot) OP(truth) /* a from b */            \
+        OP(increment) OP(decrement)                                  /* a in place */          \
+        OP(increment_old) OP(decrement_old)                          /* a = old value of b */  \
         OP(move)                                   /* assign b to what a holds */              \
         OP(load)                                   /* temporary a = value of b, keep */        \
         OP(none)                                   /* a = none */                              \

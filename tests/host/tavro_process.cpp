@@ -12,8 +12,15 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 namespace host::test {
+
+namespace {
+
+constexpr std::chrono::seconds long_time{30};
+
+}  // namespace
 
 void become_tavro(const words& arguments) {
     std::vector<char*> argv{const_cast<char*>("tavro")};
@@ -116,7 +123,7 @@ on_terminal::~on_terminal() {
 }
 
 bool on_terminal::reads(const std::string& wanted) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const auto deadline = std::chrono::steady_clock::now() + long_time;
     while (std::chrono::steady_clock::now() < deadline) {
         const size_t at = seen.find(wanted);
         if (at != std::string::npos) {
@@ -132,6 +139,17 @@ bool on_terminal::reads(const std::string& wanted) {
         whole.append(buffer, size_t(n));
     }
     return false;
+}
+
+bool on_terminal::prompts() {
+    if (!reads("> ")) return false;
+    const auto deadline = std::chrono::steady_clock::now() + long_time;
+    termios now{};
+    while (tcgetattr(slave, &now) == 0 && (now.c_lflag & ICANON) != 0) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::yield();
+    }
+    return true;
 }
 
 void on_terminal::types(const std::string& keys) const {
@@ -150,6 +168,14 @@ bool on_terminal::settings_restored() const {
 }
 
 int on_terminal::ends() {
+    const auto deadline = std::chrono::steady_clock::now() + long_time;
+    siginfo_t end{};
+    while (waitid(P_PID, id_t(child), &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid == 0) {
+        if (std::chrono::steady_clock::now() > deadline) kill(child, SIGKILL);
+        pollfd output{master, POLLIN, 0};
+        char buffer[4096];
+        if (poll(&output, 1, 10) > 0 && read(master, buffer, sizeof buffer) < 0) continue;
+    }
     const int status = wait_for(child);
     child = -1;
     return status;

@@ -56,6 +56,10 @@ public:
     // Reads until the words have come since the last call; false after a long time without them.
     bool reads(const std::string& wanted);
 
+    // Reads up to a prompt, and waits until the line editor has the terminal: it shows the prompt
+    // a moment earlier, while the terminal would still take control keys for its own.
+    bool prompts();
+
     // True if the words came at any time up to now.
     bool ever_read(const std::string& wanted) const {
         return whole.find(wanted) != std::string::npos;
@@ -67,6 +71,7 @@ public:
     // True if the terminal's settings are those from before the program.
     bool settings_restored() const;
 
+    // The status it ends with; that of a kill when it does not end in a long time.
     int ends();
 
     pid_t child = -1;

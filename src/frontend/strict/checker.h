@@ -169,6 +169,7 @@ private:
     type combine_comparison(token op, const type& left, const type& right);
     type combine_class(token op, const type& left, const type& right);
     type compare_class(token op, const type& left, const type& right);
+    void refuse_comparison(token op, const type& left, const type& right);
     type refuse_operands(token op, const type& left, const type& right);
     bool use_operand(token op, type& operand, const tvr_ast_node* node);
     void check_divisor(token op, const tvr_ast_node& divisor);

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr std::string_view convert_hint =
+constexpr const char* convert_hint =
     " Convert explicitly with std.int(), std.float() or std.string().";
 
 bool is_logical(const tvr_src_token& op) {
@@ -261,11 +261,9 @@ tvr_strict_type tvr_strict_checker_impl::combine(token op, used_operand left, us
         return combine_comparison(op, left.is, right.is);
     const bool joins = plain_operator(op->code) == code::plus &&
                        (left.is.is == kind::text || right.is.is == kind::text);
-    if (!joins) {
-        const bool left_counts = use_operand(op, left.is, left.node);
-        const bool right_counts = use_operand(op, right.is, right.node);
-        if (!left_counts || !right_counts) return is_order(op->code) ? type(kind::boolean) : type();
-    }
+    // One report is enough where both are None.
+    if (!joins && (!use_operand(op, left.is, left.node) || !use_operand(op, right.is, right.node)))
+        return is_order(op->code) ? type(kind::boolean) : type();
     if (is_order(op->code)) return combine_comparison(op, left.is, right.is);
     if (!left.is.is_known() || !right.is.is_known() || left.is.is == kind::object ||
         right.is.is == kind::object)
@@ -372,9 +370,7 @@ tvr_strict_type tvr_strict_checker_impl::combine_comparison(token op, const type
         return kind::boolean;
     }
     if (comparable(left, right, order)) return kind::boolean;
-    const auto converts = [](const type& t) { return t.is_numeric() || t.is == kind::text; };
-    find(op, "Comparing ", tvr_strict_type_name(left), " with ", tvr_strict_type_name(right), ".",
-         converts(left) && converts(right) ? convert_hint : std::string_view());
+    refuse_comparison(op, left, right);
     return kind::boolean;
 }
 
@@ -406,9 +402,15 @@ tvr_strict_type tvr_strict_checker_impl::compare_class(token op, const type& lef
              tvr_operator_methods[which].method, " for '", op->text(), "' with ",
              tvr_strict_type_name(right), " on the right.");
     else
-        find(op, "Comparing ", tvr_strict_type_name(left), " with ", tvr_strict_type_name(right),
-             ".");
+        refuse_comparison(op, left, right);
     return kind::boolean;
+}
+
+void tvr_strict_checker_impl::refuse_comparison(token op, const type& left, const type& right) {
+    const auto converts = [](const type& t) { return t.is_numeric() || t.is == kind::text; };
+    const bool both = converts(left) && converts(right);
+    find(op, "Comparing ", tvr_strict_type_name(left), " with ", tvr_strict_type_name(right), ".",
+         both ? convert_hint : "");
 }
 
 void tvr_strict_checker_impl::check_divisor(token op, const tvr_ast_node& divisor) {

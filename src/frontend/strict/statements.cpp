@@ -8,6 +8,19 @@
 
 using how = tvr_strict_write::how;
 
+namespace {
+
+// if (1), for (true)
+bool is_always_true(const tvr_ast_node& condition) {
+    if (condition.type == tvr_ast_node_type::node_int)
+        return condition.as<tvr_ast_node_int>().value != 0;
+    return condition.type == tvr_ast_node_type::node_variable &&
+           (condition.start->is(tvr_token_code::word_true) ||
+            condition.start->is(tvr_token_code::word_True));
+}
+
+}  // namespace
+
 tvr_strict_checker_impl::tvr_strict_checker_impl(tvrscript& of, const tvr_ast& tree)
     : findings(of.config.strict_mode),
       script(of),
@@ -102,10 +115,13 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
         } else {
             ways.push_back(leave_way(start, before));
         }
-        ended = uncertain = false;
+        // Behind `if (1)` nothing else is reached.
+        ended = is_always_true(*condition->condition);
+        uncertain = false;
+        if (ended) break;
         apply_test(*condition->condition, false);
     }
-    if (node.else_body != nullptr) walk_scope(*node.else_body);
+    if (node.else_body != nullptr && !ended) walk_scope(*node.else_body);
     if (ended) {
         flow.undo(start);
     } else {
@@ -115,18 +131,6 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
     uncertain = false;
     flow.enter(ways);
 }
-
-namespace {
-
-// for (true)
-bool is_endless(const tvr_ast_node& condition) {
-    if (condition.type == tvr_ast_node_type::node_int)
-        return condition.as<tvr_ast_node_int>().value != 0;
-    return condition.start->is(tvr_token_code::word_true) ||
-           condition.start->is(tvr_token_code::word_True);
-}
-
-}  // namespace
 
 // At its head all that the loop writes may have been written already.
 void tvr_strict_checker_impl::walk_loop(const tvr_ast_node_loop& node) {
@@ -146,9 +150,7 @@ void tvr_strict_checker_impl::walk_loop(const tvr_ast_node_loop& node) {
         apply_test(*node.condition, true);
         walk(*node.increment);
     }
-    const bool endless =
-        node.condition->type != node_type::node_binary && is_endless(*node.condition);
-    if (!endless) {
+    if (!is_always_true(*node.condition)) {
         apply_test(*node.condition, false);
         frame.breaks.push_back(flow.leave(frame.head, frame.head));
     }

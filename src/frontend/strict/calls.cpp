@@ -107,7 +107,14 @@ tvr_strict_type tvr_strict_checker_impl::call_instance_method(const link_value& 
     const bool replaced = !of.is.exact && in.has_below(name->text());
     if (!replaced) return call_function(*method, node, name, name->text());
     walk_arguments(node, may_take_references(name->text()));
-    return method->result_declared ? method->result : type();
+    return result_of(of.is, *method);
+}
+
+// A derived class may give back something else, unless the type is declared.
+tvr_strict_type tvr_strict_checker_impl::result_of(const type& of,
+                                                   const tvr_strict_function& method) {
+    const bool replaced = !of.exact && of.of_class->has_below(method.name);
+    return method.result_declared || !replaced ? method.result : type();
 }
 
 tvr_strict_type tvr_strict_checker_impl::call_native_method(const link_value& of,

@@ -149,7 +149,7 @@ void tvr_strict_checker_impl::walk_index(chain& walked, const tvr_ast_node_json&
         found = *of.element;
     } else if (of.is == kind::instance && of.of_class != nullptr) {
         const tvr_strict_function* method = of.of_class->find_method("__getitem__");
-        if (method != nullptr && method->result_declared) found = method->result;
+        if (method != nullptr) found = result_of(of, *method);
     }
     walked.value = value_of(found);
 }

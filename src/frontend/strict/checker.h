@@ -207,6 +207,7 @@ private:
     void walk_call(chain& walked, const call_node& node, token name);
     void walk_method_call(chain& walked, const call_node& node, token name);
     type call_instance_method(const link_value& of, const call_node& node, token name);
+    static type result_of(const type& of, const tvr_strict_function& method);
     type call_native_method(const link_value& of, const call_node& node, token name);
     void walk_pushed(const link_value& of, const call_node& node, token name);
     type call_function(const tvr_strict_function& function, const call_node& node, token name,

@@ -111,7 +111,7 @@ tvr_strict_type tvr_strict_checker_impl::infer_negative(const tvr_ast_node_unary
     if (!use_operand(node.op, value, node.operand)) return {};
     if (value.is == kind::instance && value.of_class != nullptr) {
         if (const tvr_strict_function* method = value.of_class->find_method("__neg__"))
-            return method->result_declared ? method->result : type();
+            return result_of(value, *method);
         if (!has_member(value, "__neg__"))
             find(node.op, "Class '", value.of_class->name,
                  "' has no operator method __neg__ for unary '-'.");
@@ -343,9 +343,11 @@ tvr_strict_type tvr_strict_checker_impl::combine_class(token op, const type& lef
                (of.of_class != nullptr && !has_member(of, tvr_operator_methods[number].method));
     };
     const size_t reversed = size_t(which) + tvr_reversed_operator;
-    const tvr_strict_function* found = method(left, which);
-    if (found == nullptr && lacks(left, which)) found = method(right, reversed);
-    if (found != nullptr) return found->result_declared ? found->result : type();
+    if (const tvr_strict_function* found = method(left, which)) return result_of(left, *found);
+    if (lacks(left, which)) {
+        if (const tvr_strict_function* found = method(right, reversed))
+            return result_of(right, *found);
+    }
     if (!lacks(left, which) || !lacks(right, reversed)) return {};
     const bool on_left = left.is == kind::instance;
     const type& of = on_left ? left : right;
@@ -366,7 +368,7 @@ tvr_strict_type tvr_strict_checker_impl::combine_comparison(token op, const type
         return compare_class(op, left, right);
     const bool truths = left.is == kind::boolean || right.is == kind::boolean;
     if (order && truths && left.is_numeric() && right.is_numeric()) {
-        find(op, "bool values cannot be ordered (only == and !=).");
+        find(op, "bool values cannot be ordered", " (only == and !=).");
         return kind::boolean;
     }
     if (comparable(left, right, order)) return kind::boolean;

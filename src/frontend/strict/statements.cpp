@@ -37,6 +37,7 @@ void tvr_strict_checker_impl::infer() {
 
 void tvr_strict_checker_impl::walk_block(tvr_ast_list<tvr_ast_node*> nodes) {
     declare_definitions(nodes);
+    uncertain = false;
     for (const tvr_ast_node* node : nodes) walk(*node);
 }
 

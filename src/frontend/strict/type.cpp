@@ -125,7 +125,7 @@ bool tvr_strict_fits(const tvr_strict_type& declared, const tvr_strict_type& val
     case kind::instance: return fits_instance(declared, value);
     case kind::class_def: return value.is == kind::class_def || value.is_none();
     case kind::none:
-    case kind::nothing: return value.may_be_none();
+    case kind::nothing: return value.is == kind::nothing || value.may_be_none();
     default: return true;
     }
 }

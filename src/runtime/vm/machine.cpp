@@ -309,30 +309,30 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
         DO_STEP(tvr_step_compare);                                         \
     }
 
-#define COMPARE_JUMP(name, rule, wanted)                                                      \
-    at_##name##_##wanted : {                                                                  \
-        const tvrvar *x = REG(a), *y = REG(b);                                                \
-        bool truth;                                                                           \
-        if (both_int(x, y)) [[likely]] {                                                      \
-            truth = x->integer rule y->integer;                                               \
-        } else if (is_int_or_float(x) && is_int_or_float(y)) {                                \
-            truth = as_double(x) rule as_double(y);                                           \
-        } else {                                                                              \
-            comparison = op_code::op_##name;                                                  \
-            jumps_if = wanted;                                                                \
-            goto compare_slowly;                                                              \
-        }                                                                                     \
-        if (truth == wanted) {                                                                \
-            /* Loops end with a jump if true, so it polls. */                                 \
+// Loops end with a jump if true, so it polls.
+#define JUMP_BY(condition, wanted)                                                            \
+    do {                                                                                      \
+        if ((condition) == wanted) {                                                          \
             if (wanted && signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] { \
                 following = op + 1 + op[1].offset();                                          \
                 frame->next = op;                                                             \
                 goto attention;                                                               \
             }                                                                                 \
-            op += 1 + op[1].offset();                                                         \
-            NEXT();                                                                           \
+            STEP_ON(1 + op[1].offset());                                                      \
         }                                                                                     \
         STEP_ON(tvr_compare_jump_words);                                                      \
+    } while (0)
+
+#define COMPARE_JUMP(name, rule, wanted)                     \
+    at_##name##_##wanted : {                                 \
+        const tvrvar *x = REG(a), *y = REG(b);               \
+        if (both_int(x, y)) [[likely]]                       \
+            JUMP_BY(x->integer rule y->integer, wanted);     \
+        if (is_int_or_float(x) && is_int_or_float(y))        \
+            JUMP_BY(as_double(x) rule as_double(y), wanted); \
+        comparison = op_code::op_##name;                     \
+        jumps_if = wanted;                                   \
+        goto compare_slowly;                                 \
     }
 
 tvr_vm_code tvr_run_frames(tvr_task& task) {

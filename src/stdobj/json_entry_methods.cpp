@@ -151,7 +151,7 @@ void add_at_the_ends(tvrobject_metadata& m) {
     tvr_add_method(m, {"push", "push_back"}, push_value, 1, 1,
                    {.description = "Adds the supplied value to the given JSON container and "
                                    "returns the modified object",
-                    .params = {"value: any - what to append, without a key"},
+                    .params = {"value: any"},
                     .returns_class = "std.json"},
                    tvr_intrinsic::json_push);
     tvr_add_method(m, {"pop", "pop_back"}, pop_last, 0, 0,

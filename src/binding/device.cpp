@@ -2,6 +2,9 @@
 
 #include "binding/device.h"
 
+#include <algorithm>
+#include <limits>
+
 #include "binding/script_value.h"
 #include "net/relay/relay.h"
 #include "runtime/local/error_sink.h"
@@ -40,6 +43,7 @@ void tvr_deckbus::let_others_run_and_let_go() {
 }
 
 void tvr_deckbus::attach(std::shared_ptr<deckbus::session> to) {
+    let_go();
     session = std::move(to);
     last_error.clear();
     if (session != nullptr) listener = session->attach();

@@ -41,6 +41,10 @@ public:
 
     void construct(tvr_vm_context&, tvr_native_args&) {}
 
+    // Takes a session in place of the one it has; null lets go. What open(), replay() and network()
+    // end in, and the way in for a program with a session of its own.
+    void attach(std::shared_ptr<deckbus::session> to);
+
     // Once a frame: notices the silence of a network session, and hands events over.
     void update_script_pre() override;
 
@@ -78,7 +82,6 @@ private:
         tvrvar_shared value;
     };
 
-    void attach(std::shared_ptr<deckbus::session> to);
     void let_go();  // of the session, the lock kept: where other tasks must not run
     void let_others_run_and_let_go();
     void dispatch_events();  // collects, and calls unless a call is under way

@@ -9,7 +9,7 @@
 //   list_sort.h         std.sort
 //   random_source.h     the generator behind std.random
 //   core_*.cpp          the functions, a file for each group
-//   *_methods.cpp       the methods of json, string and buffer
+//   json_methods.h      the methods of json; those of string and buffer are in *_methods.cpp
 //
 // Every interpreter fills a tree of its own, so what a function captures here belongs to one
 // interpreter. Script thread.

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "runtime/local/pool_set.h"
@@ -18,6 +19,9 @@ public:
     // keeps everybody, one that reads them keeps writers.
     bool readable() const;
     bool writable() const;
+    // The same with the reason as a text.
+    bool readable(std::string& error) const;
+    bool writable(std::string& error) const;
 
     std::string to_string() override;  // up to the first zero byte
     int64_t op_get_size() override { return int64_t(bytes.size()); }

@@ -57,6 +57,7 @@ class tvrvar {
 public:
     // Bits of `flags`.
     static constexpr uint8_t flag_shares_object = 0x01;  // assignment shares the object
+    static constexpr uint8_t flag_receiver = 0x02;       // a method's result: what it changed
     static constexpr uint8_t flag_bound_object = 0x10;   // set by bind_object_to_var
     static constexpr uint8_t no_ref_copies = 0x01;       // bit of `no_ref`: ref_to() copies
 

@@ -106,6 +106,7 @@ void tvr_lowering::call_method(const block& in, const uint8_t* at) {
     site.nesting = uint16_t(in.nesting);
     entry& receiver = stack[first - 1];
     const bool of_self = receiver.is == entry::kind::self;
+    site.of_place = is_place(receiver);
     const int object = of_self || of_super ? 0 : read(receiver);
     stack.resize(first);
     const op what = of_super ? op::op_call_super : of_self ? op::op_call_self : op::op_call_method;

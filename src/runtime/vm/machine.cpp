@@ -669,6 +669,8 @@ at_index_handle:
     DO_STEP(tvr_step_index);
 at_index_optional:
     DO_STEP(tvr_step_index);
+at_set_index_value:
+    DO_STEP(tvr_step_set_index);
 at_set_index : {
     tvrvar* element = plain_element(REG(a), REG(b));
     if (element != nullptr && op->a < frame->machine->num_variables &&

@@ -77,6 +77,7 @@ struct tvr_src_token;
         OP(index_keep)                             /* a = b[c]; keep both */                   \
         OP(index_optional)                         /* a = b[c]; missing is none, not made */   \
         OP(set_index)                              /* a[b] = c */                              \
+        OP(set_index_value)                        /* a[b] = c; a is a value in passing */     \
         OP(function)                               /* a = value of block site c */             \
         OP(capture)                                /* function a, keep, takes a copy of b */   \
         OP(bind_self)                              /* function a, keep, takes this */          \
@@ -137,6 +138,7 @@ struct tvr_call_site {
     std::vector<uint16_t> params;   // which parameter each is for; empty: in order
     uint64_t given = 0;             // parameters that get an argument, one bit each
     uint16_t nesting = 0;           // blocks that the call stands in, for the depth limit
+    bool of_place = false;          // the receiver is a variable, a member or an element
     tvr_program_block_routine* routine = nullptr;  // known when it was lowered
     tvr_function_def* native = nullptr;
     const std::string* name = nullptr;  // of a method

@@ -36,6 +36,12 @@ bool has_name_in_scripts(const tvr_declaration& declaration) {
 void tvr_kernel_extract::take(const std::vector<tvr_declaration>& declarations,
                               std::string& statements, std::string& error,
                               const tvr_src_token*& place) {
+    for (const tvr_declaration& each : declarations) {
+        if (!has_name_in_scripts(each) || !tvr_is_reserved_word(each.name.code)) continue;
+        error = tvr_join("Kernel error: '", each.name.text(), "' is a reserved word");
+        place = &each.name;
+        return;
+    }
     const std::string text = text_of(declarations);
     const std::string file = path_of(declarations.front());
     tvrk_compile_error wrong;

@@ -45,7 +45,8 @@ void tvr_kernel_extract::take(const std::vector<tvr_declaration>& declarations,
     const std::string text = text_of(declarations);
     const std::string file = path_of(declarations.front());
     tvrk_compile_error wrong;
-    if (tvr_kernel_compile_cached(text, file, {}, wrong) == nullptr) {
+    unit = tvr_kernel_compile_cached(text, file, {}, wrong);
+    if (unit == nullptr) {
         error = tvr_kernel_error_text(wrong);
         place = find_place(declarations, wrong);
         return;

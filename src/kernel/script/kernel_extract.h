@@ -13,14 +13,19 @@
 //
 // One for each compile; thread of the compile.
 
+#include <memory>
+
 #include "frontend/source/declaration_hook.h"
 
 struct tvrk_compile_error;
+struct tvrk_unit;
 
 class tvr_kernel_extract : public tvr_declaration_hook {
 public:
     void take(const std::vector<tvr_declaration>& declarations, std::string& statements,
               std::string& error, const tvr_src_token*& place) override;
+
+    std::shared_ptr<const tvrk_unit> unit;  // of the declarations; null before, and for none
 
 private:
     const tvr_src_token* find_place(const std::vector<tvr_declaration>& declarations,

@@ -35,7 +35,9 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_source(
     tvr_kernel_extract kernels;
     tvr_lexer lexer(&kernels);
     std::shared_ptr<const tvr_ast> ast = lexer.load_source(std::move(text), name);
-    return build(std::move(ast), lexer.report);
+    auto program = build(std::move(ast), lexer.report);
+    if (program) program->kernels = std::move(kernels.unit);
+    return program;
 }
 
 tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_file(

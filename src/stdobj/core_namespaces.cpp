@@ -13,10 +13,12 @@ void fill_std(tvr_namespace& std) {
     tvr_fill_std_values(std);
     tvr_fill_std_host(std);
     tvr_fill_std_classes(std);
+    tvr_fill_std_binary(std);
     tvr_fill_std_kernel(std);
     tvr_fill_std_math(std.child("math"));
     tvr_fill_std_random(std.child("random"));
     tvr_fill_std_file(std.child("file"));
+    tvr_fill_json(std.child("json"));  // std.json.bool; std.json itself is a constructor
 }
 
 struct core_modules {

@@ -22,8 +22,10 @@ protected:
 };
 
 TEST_F(payload, entries_keep_their_order) {
-    const tvrvar_shared held = json("{\"b\":1,\"a\":2}");
-    tvr_std_json& map = held->as_json(false);
+    const tvrvar_shared held = none();
+    tvr_std_json& map = held->as_json(true);
+    map.set("b", 1);
+    map.set("a", 2);
     map.push_back(3);
     map.set("a", 4);
     map.set("", 5);
@@ -94,7 +96,7 @@ TEST_F(payload, copying_entries_is_shallow) {
     to->as_json(true).set(from->as_json(false));
     to->get_member("n")->as_int(2);
     to->get_member("l")->push_back(2);
-    EXPECT_EQ(show(from), "json {\"n\":1,\"l\":[1,2]}");
+    EXPECT_EQ(show(from), "json {\"l\":[1,2],\"n\":1}");
 }
 
 TEST_F(payload, text_there_and_back) {
@@ -107,8 +109,11 @@ TEST_F(payload, text_there_and_back) {
         {"[null,true,false,-1,1.0,2.5e-7]", "[null,true,false,-1,1.0,2.5e-07]"},
         {"[1e100,100000.0,0.1,-0.0]", "[1e+100,100000.0,0.1,-0.0]"},
         {"[18446744073709551615]", "[-1]"},
-        {"{\"z\":{\"y\":[{}]},\"a\":\"\"}", "{\"z\":{\"y\":[[]]},\"a\":\"\"}"},
+        {"{\"z\":{\"y\":[{}]},\"a\":\"\"}", "{\"a\":\"\",\"z\":{\"y\":[[]]}}"},
         {"{\"k\":1,\"l\":2,\"k\":[3]}", "{\"k\":[3],\"l\":2}"},
+        {"{\"k\":1,\"k\":2,\"k\":3}", "{\"k\":3}"},
+        {"{\"b\":1,\"\":2,\"B\":3,\"\":4}", "{\"\":4,\"B\":3,\"b\":1}"},
+        {"{\"\":1,\"\":2}", "[2]"},
         {"[\"q\\\"b\\\\n\\n\\u0001\\u00e4\\u20ac\"]", "[\"q\\\"b\\\\n\\n\\u0001\u00e4\u20ac\"]"},
         {"log: {\"a\":1} end", "{\"a\":1}"},
         {"say \"hi\" twice", "string hi"},

@@ -195,7 +195,7 @@ TEST_F(value_read, only_none_and_the_dead_are_none_like) {
     EXPECT_TRUE(json("null")->is_none_like());
 }
 
-TEST_F(value_read, json_truth_stays_json_until_it_is_assigned) {
+TEST_F(value_read, json_truth_is_copied_by_assignment) {
     const tvrvar_shared parsed = json("[true,false]");
     EXPECT_EQ(parsed->string_value(), "[true,false]");
     EXPECT_FALSE(parsed->get_member(int64_t(0))->compare_zero());
@@ -203,8 +203,10 @@ TEST_F(value_read, json_truth_stays_json_until_it_is_assigned) {
     tvrvar_shared copy = none(), element = parsed->get_member(int64_t(1));
     EXPECT_FALSE(element->object_ptr()->op_is_none());
     copy->set(element);
-    EXPECT_EQ(show(copy), "int 0");
+    EXPECT_EQ(show(copy), "object false");
+    EXPECT_NE(copy->object_ptr(), element->object_ptr());
     EXPECT_TRUE(element->compare_equal(*copy));
+    EXPECT_TRUE(copy->compare_equal(*tvrvar_shared(0)));
 }
 
 }  // namespace

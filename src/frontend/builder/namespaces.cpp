@@ -15,6 +15,19 @@ std::string joined(const tvr_ast_list<const tvr_src_token*>& path) {
     return text;
 }
 
+// A function can be the head of longer names as well, as std.json is that of std.json.bool: the
+// namespace of its name, if that knows the next one.
+tvr_found_name namespace_of(const tvr_found_name& function, std::string_view name,
+                            std::string_view next) {
+    tvr_found_name below;
+    tvr_namespace* child = function.space.space->find_child(name);
+    if (child == nullptr || child->find_function(next) == nullptr) return below;
+    below.is = tvr_found_name::kind::name_space;
+    below.space.space = child;
+    below.space.path = tvr_join(function.space.path, ".", name);
+    return below;
+}
+
 }  // namespace
 
 bool tvr_asm_builder::compile_using(const tvr_ast_node_using_namespace& node) {
@@ -86,6 +99,11 @@ bool tvr_asm_builder::compile_path(chain& path, found what) {
 }
 
 bool tvr_asm_builder::compile_native(chain& path, const found& what, token name) {
+    if (what.is == found::kind::native_function && path.next_is(node_type::node_json_literal)) {
+        const token next = path.next()->as<tvr_ast_node_json_literal>().name;
+        found below = namespace_of(what, name->text(), next->text());
+        if (below.is == found::kind::name_space) return compile_path(path, std::move(below));
+    }
     if (!is_allowed(what.space, name)) return false;
     if (what.is == found::kind::native_variable) {
         emit(tvr_instruction_draft(tvr_op_return_namespace_variable).field(8, what.variable), name);

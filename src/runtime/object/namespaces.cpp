@@ -135,11 +135,13 @@ tvr_docs_record tvr_namespace::docs() const {
 std::string tvr_namespace::find_docs(std::string_view path) {
     if (path.empty()) return tvr_docs_text(docs());
     const auto [first, rest] = split_path(path);
-    if (tvr_namespace* below = find_child(first); below != nullptr) {
+    const tvrobject_metadata* native = find_class(first);
+    const bool is_class = native != nullptr && rest.empty();
+    if (tvr_namespace* below = find_child(first); below != nullptr && !is_class) {
         std::string found = below->find_docs(rest);
         if (!found.empty()) return found;
     }
-    if (const tvrobject_metadata* native = find_class(first); native != nullptr) {
+    if (native != nullptr) {
         if (rest.empty()) return tvr_docs_text(docs_of_class(first, *native));
         const std::string found = native->find_docs(rest);
         return found != "null" ? found : std::string();

@@ -43,9 +43,6 @@ public:
     // to copy.
     virtual tvrptr_strong<tvrobject_base> op_assign_operator();
 
-    // For objects that an assignment turns into a plain value: stores it and says true.
-    virtual bool op_assign_value(tvrvar& /*result*/) { return false; }
-
     // Members by name, by place, by key. A name that is none is a runtime error.
     virtual tvrvar_shared op_get_member(std::string_view name);
     virtual tvrvar_shared op_get_member(int64_t index);

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "runtime/local/error_sink.h"
 #include "runtime/log/log.h"
@@ -10,8 +12,24 @@ namespace {
 
 using parser = nlohmann::json;
 
+using entry = tvr_std_json::entry;
+
+// By key, and of those with the same key the last.
+void sort_entries(tvr_std_json& json) {
+    auto& all = json.entries;
+    std::stable_sort(all.begin(), all.end(),
+                     [](const entry& a, const entry& b) { return a.name() < b.name(); });
+    size_t kept = 0;
+    for (size_t i = 0; i < all.size(); ++i) {
+        const bool hidden = i + 1 < all.size() && all[i].name() == all[i + 1].name();
+        if (!hidden) std::swap(all[kept++], all[i]);
+    }
+    all.erase(all.begin() + std::ptrdiff_t(kept), all.end());
+    json.entries_moved();
+}
+
 // Builds values while the parser reads, without a tree between. What is open is a stack of its
-// own, so depth costs no calls.
+// own, so depth costs no calls. The entries of an object end up sorted by key.
 class json_builder : public nlohmann::json_sax<parser> {
 public:
     explicit json_builder(tvrvar& into) : result(into) {}
@@ -46,7 +64,10 @@ public:
     bool end_object() override { return close_container(); }
     bool end_array() override { return close_container(); }
     bool key(string_t& value) override {
-        pending_key.swap(value);
+        container& to = open.back();
+        const auto& before = to.json->entries;
+        if (!before.empty() && before.back().name() >= value) to.sorted = false;
+        member = to.json->create_member(value).get();
         return true;
     }
     bool parse_error(size_t position, const std::string&,
@@ -61,29 +82,32 @@ public:
     bool too_deep = false;
 
 private:
-    // The variable for the next value: the result itself or a new element of what is open.
+    struct container {
+        tvr_std_json* json;
+        bool sorted = true;
+    };
+
+    // The variable for the next value: of the key that was read, the result itself, or a new
+    // element of what is open.
     tvrvar& next() {
-        if (open.empty()) return result;
-        if (pending_key.empty()) return *open.back()->create_member();
-        const tvrvar_shared member = open.back()->get_member(pending_key);  // equal keys: the last
-        pending_key.clear();
-        member->as_none();
-        return *member;
+        if (member != nullptr) return *std::exchange(member, nullptr);
+        return open.empty() ? result : *open.back().json->create_member();
     }
     bool open_container() {
         too_deep = open.size() == tvr_max_json_depth;
         if (too_deep) return false;
-        open.push_back(next().as_json_ptr(true));
+        open.push_back({next().as_json_ptr(true)});
         return true;
     }
     bool close_container() {
+        if (!open.back().sorted) sort_entries(*open.back().json);
         open.pop_back();
         return true;
     }
 
     tvrvar& result;
-    std::vector<tvr_std_json*> open;
-    std::string pending_key;
+    std::vector<container> open;
+    tvrvar* member = nullptr;
 };
 
 bool parse(std::string_view text, json_builder& builder) {

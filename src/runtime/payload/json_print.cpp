@@ -3,6 +3,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "base/join.h"
 #include "runtime/local/error_sink.h"
 #include "runtime/payload/json_text.h"
 #include "runtime/payload/std_json.h"
@@ -48,10 +49,31 @@ void print_float(double value, std::string& out) {
     if (digits.find_first_of(".e") == digits.npos) out += ".0";
 }
 
+enum class print_mode : uint8_t { values, debug_refs };
+
 class json_printer {
 public:
-    json_printer(tvr_json_conversion_state& conversion, std::string& into, bool on_one_line)
-        : state(conversion), out(into), compact(on_one_line) {}
+    json_printer(tvr_json_conversion_state& conversion, std::string& into, bool on_one_line,
+                 print_mode what)
+        : state(conversion), out(into), compact(on_one_line), mode(what) {}
+
+    // What stands for a value, of which so many handles are held elsewhere.
+    void print_element(tvrvar& variable, int32_t refcount) {
+        if (mode == print_mode::values) return print(variable);
+        const tvr_plain_value value(variable);
+        open('{');
+        print_member("is_ref", variable.is_ref() ? "true" : "false");
+        out += ',';
+        print_member("refcount", std::to_string(refcount));
+        out += ',';
+        print_member("type", tvr_join('"', tvrvar_type_name(value->type), '"'));
+        if (auto* json = value->object<tvr_std_json>()) {
+            out += ',';
+            print_member("value", "");
+            print(*json);
+        }
+        close('}');
+    }
 
     void print(tvrvar& variable) {
         const tvr_plain_value value(variable);
@@ -91,18 +113,34 @@ private:
     void print_entries(tvr_std_json& json) {
         const bool list = json.is_list();
         const size_t last_keyless = list ? 0 : find_last_keyless(json);
-        out += list ? '[' : '{';
+        open(list ? '[' : '{');
         bool first = true;
         for (size_t i = 0; i < json.size(); ++i) {
             if (!list && !is_last_of_key(json, i, last_keyless)) continue;
             if (!std::exchange(first, false)) out += ',';
             break_line();
             if (!list) print_key(json.entries[i].name());
+            const int32_t refcount = json.entries[i].value->refcount;
             const tvrvar_shared value = json.entries[i].value;
-            print(*value);
+            print_element(*value, refcount);
         }
-        if (!first) break_line(1);
-        out += list ? ']' : '}';
+        close(list ? ']' : '}', !first);
+    }
+
+    void open(char bracket) {
+        out += bracket;
+        ++level;
+    }
+    void close(char bracket, bool on_own_line = true) {
+        --level;
+        if (on_own_line) break_line();
+        out += bracket;
+    }
+
+    void print_member(std::string_view key, std::string_view text) {
+        break_line();
+        print_key(key);
+        out += text;
     }
 
     void print_key(std::string_view key) {
@@ -110,11 +148,11 @@ private:
         out += compact ? ":" : ": ";
     }
 
-    void break_line(size_t outwards = 0) {
+    void break_line() {
         constexpr size_t indent = 4;
         if (compact) return;
         out += '\n';
-        out.append((state.chain.size() - outwards) * indent, ' ');
+        out.append(level * indent, ' ');
     }
 
     static size_t find_last_keyless(const tvr_std_json& json) {
@@ -131,17 +169,19 @@ private:
     tvr_json_conversion_state& state;
     std::string& out;
     const bool compact;
+    const print_mode mode;
+    size_t level = 0;  // of indentation
 };
 
-void report(const tvr_json_conversion_state& state) {
+void report(const tvr_json_conversion_state& state, print_mode mode) {
+    const std::string_view does = mode == print_mode::values ? "printing" : "debug_refs shows";
     if (state.status == tvr_json_conversion_state::met_cycle) {
-        runtime_warning(
-            "JSON contains a reference to itself, printing \"<cycle>\" instead of recursing "
-            "forever.");
+        runtime_warning("JSON contains a reference to itself, ", does,
+                        " \"<cycle>\" instead of recursing forever.");
     }
     if (state.status == tvr_json_conversion_state::met_depth_limit) {
-        runtime_warning("JSON nesting exceeds the maximum depth of ", tvr_max_json_depth,
-                        ", printing \"<nested too deeply>\" for the rest.");
+        runtime_warning("JSON nesting exceeds the maximum depth of ", tvr_max_json_depth, ", ",
+                        does, " \"<nested too deeply>\" for the rest.");
     }
 }
 
@@ -149,22 +189,44 @@ void report(const tvr_json_conversion_state& state) {
 
 void tvrjson_to_json(tvr_json_conversion_state& state, tvr_std_json& json, std::string& out,
                      bool compact) {
-    json_printer(state, out, compact).print(json);
+    json_printer(state, out, compact, print_mode::values).print(json);
 }
 
 void tvrvar_to_json(tvr_json_conversion_state& state, tvrvar& value, std::string& out,
                     bool compact) {
-    json_printer(state, out, compact).print(value);
+    json_printer(state, out, compact, print_mode::values).print(value);
+}
+
+void tvrjson_to_debug_refs_json(tvr_json_conversion_state& state, tvr_std_json& json,
+                                std::string& out, bool compact) {
+    json_printer(state, out, compact, print_mode::debug_refs).print(json);
+}
+
+void tvrvar_to_debug_refs_json(tvr_json_conversion_state& state, tvrvar& value, std::string& out,
+                               bool compact) {
+    json_printer(state, out, compact, print_mode::debug_refs).print_element(value, value.refcount);
 }
 
 void tvrjson_to_json(tvr_std_json& json, std::string& out, bool compact) {
     tvr_json_conversion_state state;
     tvrjson_to_json(state, json, out, compact);
-    report(state);
+    report(state, print_mode::values);
 }
 
 void tvrvar_to_json(tvrvar& value, std::string& out, bool compact) {
     tvr_json_conversion_state state;
     tvrvar_to_json(state, value, out, compact);
-    report(state);
+    report(state, print_mode::values);
+}
+
+void tvrjson_to_debug_refs_json(tvr_std_json& json, std::string& out, bool compact) {
+    tvr_json_conversion_state state;
+    tvrjson_to_debug_refs_json(state, json, out, compact);
+    report(state, print_mode::debug_refs);
+}
+
+void tvrvar_to_debug_refs_json(tvrvar& value, std::string& out, bool compact) {
+    tvr_json_conversion_state state;
+    tvrvar_to_debug_refs_json(state, value, out, compact);
+    report(state, print_mode::debug_refs);
 }

@@ -30,7 +30,16 @@ void tvrjson_to_json(tvr_json_conversion_state& state, tvr_std_json& json, std::
 void tvrvar_to_json(tvr_json_conversion_state& state, tvrvar& value, std::string& out,
                     bool compact);
 
-// Parses a text into `result`; a JSON value in the midst of other text is found as well. False,
-// with `result` none, for what is no JSON: the reason goes to the log. What is nested too deeply
-// is a runtime error. Neither is said when `quiet`.
+// The same with {"is_ref", "refcount", "type"} in the place of every value; those that are a json
+// have its entries under "value".
+void tvrjson_to_debug_refs_json(tvr_std_json& json, std::string& out, bool compact);
+void tvrvar_to_debug_refs_json(tvrvar& value, std::string& out, bool compact);
+void tvrjson_to_debug_refs_json(tvr_json_conversion_state& state, tvr_std_json& json,
+                                std::string& out, bool compact);
+void tvrvar_to_debug_refs_json(tvr_json_conversion_state& state, tvrvar& value, std::string& out,
+                               bool compact);
+
+// Parses a text into `result`, objects in the order of their keys; a JSON value in the midst of
+// other text is found as well. False, with `result` none, for what is no JSON: the reason goes to
+// the log. What is nested too deeply is a runtime error. Neither is said when `quiet`.
 bool tvr_parse_json(std::string_view text, tvrvar& result, bool quiet);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
+#include <unordered_set>
 
 #include "runtime/local/error_sink.h"
 #include "runtime/log/log.h"
@@ -26,8 +27,29 @@ struct tvr_std_json::key_index {
         for (size_t at = hash & (places.size() - 1);; at = (at + 1) & (places.size() - 1)) {
             place& here = places[at];
             if (here.entry == 0) return here;
-            if (here.hash == hash && all[here.entry - 1].name() == key) return here;
+            if (here.hash == hash && quickcompare(all[here.entry - 1].name(), key)) return here;
         }
+    }
+
+    // The place that points at an entry.
+    place& find_place(uint32_t hash, size_t position) {
+        size_t at = hash & (places.size() - 1);
+        while (places[at].entry != position + 1) at = (at + 1) & (places.size() - 1);
+        return places[at];
+    }
+
+    // Takes a place out and closes the gap: whoever was pushed on by it moves back.
+    void take_out(place& gone) {
+        const size_t mask = places.size() - 1;
+        auto gap = size_t(&gone - places.data());
+        for (size_t at = (gap + 1) & mask; places[at].entry != 0; at = (at + 1) & mask) {
+            const size_t wanted = places[at].hash & mask;
+            if (((at - wanted) & mask) < ((at - gap) & mask)) continue;
+            places[gap] = places[at];
+            gap = at;
+        }
+        places[gap] = {};
+        --used;
     }
 
     void put(size_t position, const std::vector<entry>& all) {
@@ -64,7 +86,7 @@ size_t tvr_std_json::place_of(std::string_view key) {
         return found.entry != 0 ? found.entry - 1 : nowhere;
     }
     for (size_t i = entries.size(); i-- > 0;) {
-        if (entries[i].has_key() && entries[i].name() == key) return i;
+        if (entries[i].has_key() && quickcompare(entries[i].name(), key)) return i;
     }
     return nowhere;
 }
@@ -128,6 +150,20 @@ void tvr_std_json::set(tvr_std_json& other) {
 
 void tvr_std_json::entries_moved() {
     lookup.reset();
+    const auto has_key = [](const entry& e) { return e.has_key(); };
+    keyed = size_t(std::count_if(entries.begin(), entries.end(), has_key));
+}
+
+// The index stays only when the last entry goes and no other has its key: nothing moves then.
+void tvr_std_json::forget_place(const entry& gone, size_t place) {
+    const bool is_last = place == entries.size();
+    if (lookup != nullptr && is_last && gone.has_key() && lookup->used == keyed) {
+        const std::string_view key = gone.name();
+        lookup->take_out(lookup->find_place(key_index::hash_of(key), place));
+    } else if (gone.has_key() || !is_last) {
+        lookup.reset();
+    }
+    if (gone.has_key()) --keyed;
 }
 
 bool tvr_std_json::erase(int64_t place) {
@@ -137,8 +173,7 @@ bool tvr_std_json::erase(int64_t place) {
     const auto at = entries.begin() + place;
     const entry gone = std::move(*at);  // ends last, when this container is whole again
     entries.erase(at);
-    if (gone.has_key()) --keyed;
-    if (gone.has_key() || place + 1 < count) lookup.reset();
+    forget_place(gone, size_t(place));
     return true;
 }
 
@@ -147,7 +182,8 @@ bool tvr_std_json::erase(std::string_view key) {
         tvr_log().verbose("Key ", key, " does not exist!");
         return false;
     }
-    const auto stays = [&](const entry& e) { return !e.has_key() || e.name() != key; };
+    const std::string wanted(key);  // the caller's may be one of those that go
+    const auto stays = [&](const entry& e) { return !quickcompare(e.name(), wanted); };
     const auto first_gone = std::stable_partition(entries.begin(), entries.end(), stays);
     const std::vector<entry> gone(std::make_move_iterator(first_gone),
                                   std::make_move_iterator(entries.end()));
@@ -155,6 +191,38 @@ bool tvr_std_json::erase(std::string_view key) {
     keyed -= gone.size();
     lookup.reset();
     return true;
+}
+
+namespace {
+
+using json_pointer = tvrptr_strong<tvr_std_json>;
+
+// A json and what hangs on it, each once, whatever the shape. `enter` is called before the values
+// of a json are looked at.
+template <typename ENTER>
+std::vector<json_pointer> walk(tvr_std_json& from, ENTER enter) {
+    std::vector<json_pointer> met{json_pointer(&from)};
+    std::unordered_set<const tvr_std_json*> known{&from};
+    for (size_t i = 0; i < met.size(); ++i) {
+        tvr_std_json& json = *met[i];
+        enter(json);
+        for (const tvr_std_json::entry& e : json.entries) {
+            auto* below = e.value->object<tvr_std_json>();
+            if (below != nullptr && known.insert(below).second) met.emplace_back(below);
+        }
+    }
+    return met;
+}
+
+}  // namespace
+
+void tvr_std_json::remove_key(std::string_view key) {
+    const std::string wanted(key);
+    walk(*this, [&](tvr_std_json& json) { json.erase(std::string_view(wanted)); });
+}
+
+void tvr_std_json::clear_free() {
+    for (const json_pointer& json : walk(*this, [](tvr_std_json&) {})) json->clear();
 }
 
 // The values go when the container is empty already: what ends with them may come back to it.
@@ -201,6 +269,12 @@ bool tvr_std_json::from_string(std::string_view text, bool quiet) {
 std::string tvr_std_json::to_string(bool compact) {
     std::string out;
     tvrjson_to_json(*this, out, compact);
+    return out;
+}
+
+std::string tvr_std_json::debug_refs_string(bool compact) {
+    std::string out;
+    tvrjson_to_debug_refs_json(*this, out, compact);
     return out;
 }
 

@@ -9,6 +9,7 @@
 // read when it is reached. Script methods stand in stdobj/, text in json_text.h. Script thread.
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -63,7 +64,11 @@ public:
     bool erase(int64_t index);
     bool erase(std::string_view key);
     void clear();
-    // To be called by who has moved entries about in the vector.
+    // Removes all entries under a key here and in every json below, each of which is entered once.
+    void remove_key(std::string_view key);
+    // Empties this one and every json below, so that rings of them let go of each other.
+    void clear_free();
+    // To be called by who has moved entries about in the vector, or taken some out.
     void entries_moved();
 
     // Replaces the entries by those of a JSON text; a scalar becomes one entry. False, with the
@@ -73,6 +78,16 @@ public:
     // JSON text on one line or with indents of four.
     std::string to_string(bool compact);
     std::string to_string() override { return to_string(false); }
+    // The same with {"is_ref", "refcount", "type"} in the place of every value, and the entries of
+    // a json in it under "value".
+    std::string debug_refs_string(bool compact);
+
+    // Equality of keys: short ones without a call.
+    static bool quickcompare(std::string_view a, std::string_view b);
+
+    // See binary_value.h. Reading replaces the entries; on damaged bytes those before them stay.
+    bool to_binary(std::vector<uint8_t>& out) override;
+    bool from_binary(tvr_serialization::reader& in) override;
 
     tvrvar_shared op_get_member(std::string_view key) override { return get_member(key); }
     tvrvar_shared op_get_member(int64_t index) override { return get_member(index); }
@@ -100,10 +115,28 @@ private:
 
     size_t place_of(std::string_view key);
     void make_index();
+    void forget_place(const entry& gone, size_t place);
 
     size_t keyed = 0;                   // entries with a key
     std::unique_ptr<key_index> lookup;  // null until it pays, and after a removal
 };
+
+inline bool tvr_std_json::quickcompare(std::string_view a, std::string_view b) {
+    constexpr size_t word = sizeof(uint64_t);
+    if (a.size() != b.size()) return false;
+    const char *left = a.data(), *right = b.data();
+    size_t rest = a.size();
+    for (; rest >= word; rest -= word, left += word, right += word) {
+        uint64_t x, y;
+        std::memcpy(&x, left, word);
+        std::memcpy(&y, right, word);
+        if (x != y) return false;
+    }
+    for (; rest > 0; --rest) {
+        if (*left++ != *right++) return false;
+    }
+    return true;
+}
 
 template <>
 struct tvr_pool_traits<tvr_std_json> {

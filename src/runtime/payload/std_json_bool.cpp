@@ -17,9 +17,8 @@ void tvr_std_json_bool::script_register(tvrobject_metadata& metadata) {
         "The wrapped value.");
 }
 
-bool tvr_std_json_bool::op_assign_value(tvrvar& result) {
-    result.as_int(truth() ? 1 : 0);
-    return true;
+tvrptr_strong<tvrobject_base> tvr_std_json_bool::op_assign_operator() {
+    return tvrptr_strong<tvrobject_base>(new tvr_std_json_bool(truth()));
 }
 
 bool tvr_std_json_bool::op_math_add_lhs(tvrvar& other, tvrvar& result) {

@@ -1,7 +1,8 @@
 #pragma once
 
-// JSON's true and false, which stay apart from 1 and 0 until they are assigned. Reckons, compares
-// and answers the truth test as the value that it wraps. Script thread.
+// JSON's true and false, which stay apart from 1 and 0. Reckons, compares and answers the truth
+// test as the value that it wraps; assignment copies its truth, as it copies numbers. Script
+// thread.
 
 #include "runtime/object/object.h"
 
@@ -17,8 +18,8 @@ public:
     std::string to_string() override { return truth() ? "true" : "false"; }
     bool op_is_none() override { return value->is_none(); }
     bool op_compare_zero() override { return !truth(); }
-    // An int 0 or 1.
-    bool op_assign_value(tvrvar& result) override;
+    // Another one that wraps 1 or 0.
+    tvrptr_strong<tvrobject_base> op_assign_operator() override;
 
     bool op_math_add_lhs(tvrvar& other, tvrvar& result) override;
     bool op_math_add_rhs(tvrvar& other, tvrvar& result) override;

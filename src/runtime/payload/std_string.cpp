@@ -25,6 +25,15 @@ tvrvar_shared tvr_std_string::op_get_member(int64_t index) {
     return std::string_view(text).substr(size_t(index), 1);
 }
 
+tvrvar_shared tvr_std_string::op_get_member(std::string_view name) {
+    tvr_function_def* method = metadata->find_function(name);
+    if (method == nullptr) return tvrobject_base::op_get_member(name);
+    const tvrvar_shared copy(text);
+    tvrvar_shared bound = tvrvar_shared::make();
+    bound->as_function(method, copy->object_ptr());
+    return bound;
+}
+
 void tvr_std_string::op_set_member(int64_t index, tvrvar_shared value) {
     const std::string given = value->string_value();
     if (text.empty() || given.empty()) return;
@@ -38,8 +47,9 @@ void tvr_std_string::op_set_member(int64_t index, tvrvar_shared value) {
 
 void tvr_std_string::op_set_member(std::string_view key, tvrvar_shared value) {
     if (key.empty()) {
-        return runtime_warning("std.string[]: empty search key - nothing to search for, "
-                               "call ignored.");
+        return runtime_warning(
+            "std.string[]: empty search key - nothing to search for, "
+            "call ignored.");
     }
     const size_t place = text.find(key);
     if (place != std::string::npos) text.replace(place, key.size(), value->string_value());

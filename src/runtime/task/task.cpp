@@ -78,9 +78,9 @@ tvrptr_strong<tvr_task> tvr_task::create(tvrvar& function) {
         runtime_error("invalid function for routine");
         return {};
     }
-    // A task that runs in place is over before its children are.
+    // A task that native code has called is over before its children are.
     tvr_task* of = tvr_local().task;
-    while (of != nullptr && of->in_place) of = of->parent.get();
+    while (of != nullptr && of->called) of = of->parent.get();
     if (of == nullptr) of = known->task.get();
     if (of == nullptr) {
         runtime_error("Cannot run task!");
@@ -236,6 +236,11 @@ void tvr_task::task_resume(tvrvar_shared value) {
         task_schedule(0);
     }
     resume_value = std::move(value);
+}
+
+void tvr_task::task_resume_failed(std::string_view message) {
+    task_resume(message);
+    resume_failed = resume_reported = !ended();
 }
 
 void tvr_task::task_resume_from_thread(bool ok, tvrptr_strong<tvrobject_base> object,

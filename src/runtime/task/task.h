@@ -65,6 +65,8 @@ public:
     void task_wait();    // nobody runs it until it is resumed
     void task_resume();  // with none as the result of the call that suspended it
     void task_resume(tvrvar_shared result);
+    // With an error that has been reported where it was raised: the call that suspended fails.
+    void task_resume_failed(std::string_view message);
     // From a foreign thread: hands a result over and wakes the interpreter. With `ok` false the
     // call that suspended fails with the result's text as message. The object is kept until then.
     void task_resume_from_thread(bool ok, tvrptr_strong<tvrobject_base> object,
@@ -82,6 +84,16 @@ public:
 
     // For call(): the whole run of a task inside of another's instruction.
     tvr_vm_code run_in_place();
+
+    // For native functions that call back and can wait for the answer: runs the frame that was
+    // pushed, inside of the running task's instruction. With vm_suspended the task goes on as one
+    // of its own, and on_finished tells its end; else it can be used for the next call.
+    tvr_vm_code run_callback();
+
+    // Whom a native function runs this task for, and who takes its errors; null for no one.
+    tvrptr_strong<tvr_task> caller() const {
+        return called ? parent.lock() : tvrptr_strong<tvr_task>();
+    }
 
     bool ended() const {
         return state == tvr_task_state::finished || state == tvr_task_state::failed;
@@ -122,6 +134,8 @@ public:
     bool resume_failed = false;            // the suspended call fails with resume_value's text
     bool in_destructor = false;            // may not suspend
     bool in_place = false;                 // a native function waits for it; may not suspend
+    bool called = false;                   // by a native function of its parent; see caller()
+    bool resume_reported = false;          // with resume_failed: nobody need hear of it again
     tvrvar_shared function;                // of a task for a function
     tvrptr_strong<tvr_program_block_root> program;  // of a root task
 

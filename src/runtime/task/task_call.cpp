@@ -92,7 +92,7 @@ bool take_outcome(tvr_task& task, tvr_vm_code code, tvrvar_shared& result) {
 tvrptr_strong<tvr_task> task_in_place(tvrscript& script) {
     const tvr_thread_local& local = tvr_local();
     tvrptr_strong<tvr_task> task(new tvr_task(script, local.task));
-    task->in_place = true;
+    task->in_place = task->called = true;
     task->in_destructor = local.task != nullptr && local.task->in_destructor;
     task->base_depth = local.context != nullptr ? local.context->depth : 0;
     return task;
@@ -156,6 +156,18 @@ tvr_vm_code tvr_task::run_in_place() {
     state = tvr_task_state::running;
     const tvr_vm_code code = turn();
     state = code == vm_block_end ? tvr_task_state::finished : tvr_task_state::failed;
+    return code;
+}
+
+tvr_vm_code tvr_task::run_callback() {
+    const native_nesting deeper;
+    state = tvr_task_state::running;
+    const tvr_vm_code code = turn();
+    if (code != vm_suspended) {
+        state = code == vm_block_end ? tvr_task_state::finished : tvr_task_state::failed;
+    } else if (state == tvr_task_state::running) {
+        task_schedule(0);
+    }
     return code;
 }
 

@@ -45,8 +45,6 @@ void copy_object(tvrvar& target, tvrvar& source) {
         return share(target, source);
     }
     const tvrptr_strong<tvrobject_base> kept(object);
-    const tvrvar_shared value = tvrvar_shared::make();
-    if (object->op_assign_value(*value)) return target.take(*value);
     target.as_object(object->op_assign_operator().get());
 }
 

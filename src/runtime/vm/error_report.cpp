@@ -19,10 +19,12 @@ constexpr size_t most_frames = 30;    // that a report lists all of
 constexpr size_t listed_frames = 10;  // of more than those
 constexpr std::string_view rule = "------------------------------------------------------------\n";
 
-const tvr_src_token* token_of(const tvr_vm_context& frame, bool is_top) {
+// Of the operation that a frame is at: of a call that runs or has suspended, the call.
+const tvr_src_token* token_of(const tvr_vm_context& frame) {
     const tvr_machine_code& machine = *frame.machine;
     const auto next = uint32_t(frame.next - machine.code.data());
-    return machine.token_at(is_top || next == 0 ? next : next - 1);
+    const bool at_its_own = frame.task->top == &frame && !frame.resuming;
+    return machine.token_at(at_its_own || next == 0 ? next : next - 1);
 }
 
 std::string frame_name(const tvr_vm_context& frame) {
@@ -44,9 +46,8 @@ std::string_view file_of(const tvr_src_token* token) {
 }
 
 // A line of the list; the file is named where it is not `main_file`.
-void add_frame(std::string& out, const tvr_vm_context& frame, bool is_top,
-               std::string_view main_file) {
-    const tvr_src_token* token = token_of(frame, is_top);
+void add_frame(std::string& out, const tvr_vm_context& frame, std::string_view main_file) {
+    const tvr_src_token* token = token_of(frame);
     if (token != nullptr) token = &tvr_place_of_use(*token);
     out += tvr_join(" --> Line ", token != nullptr ? token->line : 0, " |-- ", frame_name(frame));
     const std::string_view file = file_of(token);
@@ -61,7 +62,7 @@ struct call_stack {
         tvrptr_strong<tvr_task> waits;
         for (const tvr_task* at = &task; at != nullptr; at = waits.get()) {
             for (const tvr_vm_context* f = at->top; f != nullptr; f = f->caller) add(*f);
-            waits = at->in_place ? at->parent.lock() : tvrptr_strong<tvr_task>();
+            waits = at->caller();
         }
     }
     void add(const tvr_vm_context& frame) {
@@ -97,13 +98,13 @@ std::string tvr_runtime_report(std::string_view heading, std::string_view messag
     std::string out = tvr_join(rule, heading, "\n", rule);
     std::string_view main_file;
     if (stack.count > 0) {
-        const tvr_src_token* token = token_of(*stack.frames.front(), true);
+        const tvr_src_token* token = token_of(*stack.frames.front());
         if (token != nullptr && token->view() != nullptr) out += tvr_source_excerpt(*token);
-        main_file = file_of(token_of(*stack.bottom, stack.count == 1));
+        main_file = file_of(token_of(*stack.bottom));
     }
     out += tvr_join(message, "\n");
     const size_t shown = stack.count > most_frames ? listed_frames : stack.count;
-    for (size_t i = 0; i < shown; ++i) add_frame(out, *stack.frames[i], i == 0, main_file);
+    for (size_t i = 0; i < shown; ++i) add_frame(out, *stack.frames[i], main_file);
     if (shown < stack.count) {
         out += tvr_join("... ", stack.count - shown, " more frames ...\n");
     }

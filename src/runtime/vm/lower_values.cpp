@@ -10,6 +10,7 @@ namespace {
 bool can_write_variable(tvr_machine_opcode code) {
     using op = tvr_machine_opcode;
     switch (code) {
+    case op::op_none:
     case op::op_minus:
     case op::op_negate:
     case op::op_bnot:

@@ -148,7 +148,8 @@ using machine_handler = tvr_machine_code::handler;
 // The operation that a frame stands at: the top frame's own, the call of a frame below.
 uint32_t running_op(const tvr_task& task, const tvr_vm_context& frame) {
     const auto next = uint32_t(frame.next - frame.machine->code.data());
-    return &frame == task.top || next == 0 ? next : next - 1;
+    const bool at_its_own = &frame == task.top && !frame.resuming;
+    return at_its_own || next == 0 ? next : next - 1;
 }
 
 // Gives a frame back, unless its variables are globals.
@@ -202,8 +203,7 @@ bool tvr_catches_error(const tvr_task& task) {
         if (frame->machine->handler_at(running_op(task, *frame)) != nullptr) return true;
         if (frame->machine->no_except) return false;
     }
-    const tvrptr_strong<tvr_task> waits =
-        task.in_place ? task.parent.lock() : tvrptr_strong<tvr_task>();
+    const tvrptr_strong<tvr_task> waits = task.caller();
     return waits && tvr_catches_error(*waits);
 }
 
@@ -242,8 +242,10 @@ void finish_suspended_call(tvr_task& task, tvr_vm_context& frame) {
     const tvrvar_shared value = std::exchange(task.resume_value, {});
     if (std::exchange(task.resume_failed, false)) {
         --frame.next;  // the call, for whoever asks where it happened
-        runtime_error(value ? value->string_value() : std::string());
-        return;
+        const std::string message = value ? value->string_value() : std::string();
+        if (!std::exchange(task.resume_reported, false)) return runtime_error(message);
+        task.error = message;
+        return frame.error_stop();
     }
     tvr_put_owned(frame, frame.resume_cell, value ? value : tvrvar_shared::make());
 }

@@ -20,5 +20,5 @@ struct tvr_kernel_field {
 bool tvr_find_kernel_field(const tvrk_struct& record, std::string_view path,
                            tvr_kernel_field& found, std::string& error);
 
-// The fields of a vector, x to w; null for another name.
+// The names of a vector's components, in their order.
 inline constexpr std::string_view tvr_vector_lanes = "xyzw";

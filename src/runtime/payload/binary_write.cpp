@@ -8,6 +8,7 @@
 #include "runtime/payload/binary_value.h"
 #include "runtime/payload/std_buffer.h"
 #include "runtime/payload/std_json.h"
+#include "runtime/payload/std_json_bool.h"
 #include "runtime/payload/std_string.h"
 #include "runtime/value/plain_value.h"
 
@@ -123,10 +124,8 @@ bool write_value(bytes& out, tvrvar& variable) {
         write_head(out, tvrvar_type_none);
         return true;
     }
-    tvrobject_base* object = end->type == tvrvar_type_object ? end->object_ptr() : nullptr;
-    if (object != nullptr) {
-        const tvrvar_shared plain = tvrvar_shared::make();
-        if (object->op_assign_value(*plain)) return write_value(out, *plain);
+    if (auto* truth = end->object<tvr_std_json_bool>()) {
+        return write_value(out, *tvrvar_shared(truth->truth()));
     }
     write_head(out, end->type);
     return write_payload(out, *end);

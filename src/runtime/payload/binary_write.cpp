@@ -124,9 +124,8 @@ bool write_value(bytes& out, tvrvar& variable) {
         write_head(out, tvrvar_type_none);
         return true;
     }
-    if (auto* flag = end->object<tvr_std_json_bool>()) {
-        const tvrvar_shared plain(int64_t(flag->truth() ? 1 : 0));
-        return write_value(out, *plain);
+    if (auto* truth = end->object<tvr_std_json_bool>()) {
+        return write_value(out, *tvrvar_shared(truth->truth()));
     }
     write_head(out, end->type);
     return write_payload(out, *end);

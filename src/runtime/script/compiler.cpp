@@ -6,6 +6,7 @@
 #include "frontend/strict/strict_check.h"
 #include "frontend/syntax/lexer.h"
 #include "frontend/syntax/source_files.h"
+#include "kernel/script/kernel_extract.h"
 #include "runtime/filesys/filesys.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/log/log.h"
@@ -33,9 +34,12 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_source(
     std::string text, const std::string& name) {
     const tvr_global_lock hold(&script.lock);
     const tvr_filesys::search_path_scope beside(script.file_sys(), folders_for(name));
-    tvr_lexer lexer;
+    tvr_kernel_extract kernels;
+    tvr_lexer lexer(&kernels);
     std::shared_ptr<const tvr_ast> ast = lexer.load_source(std::move(text), name);
-    return build(std::move(ast), lexer.report);
+    auto program = build(std::move(ast), lexer.report);
+    if (program) program->kernels = std::move(kernels.unit);
+    return program;
 }
 
 tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_file(

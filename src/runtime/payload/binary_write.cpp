@@ -8,8 +8,8 @@
 #include "runtime/payload/binary_value.h"
 #include "runtime/payload/std_buffer.h"
 #include "runtime/payload/std_json.h"
+#include "runtime/payload/std_json_bool.h"
 #include "runtime/payload/std_string.h"
-#include "runtime/value/plain_value.h"
 
 namespace {
 
@@ -60,6 +60,10 @@ void write_head(bytes& out, uint8_t type) {
     out.insert(out.end(), std::begin(head), std::end(head));
 }
 
+void write_int(bytes& out, int64_t value) {
+    writer(out).write_varint(uint64_t(value) << 1 ^ uint64_t(value >> 63));
+}
+
 void write_float(bytes& out, double value) {
     static_assert(std::endian::native == std::endian::little);
     uint8_t raw[sizeof value];
@@ -102,9 +106,7 @@ void warn_of(uint8_t type) {
 bool write_payload(bytes& out, tvrvar& value) {
     switch (value.type) {
     case tvrvar_type_none: return true;
-    case tvrvar_type_int:
-        writer(out).write_varint(uint64_t(value.integer) << 1 ^ uint64_t(value.integer >> 63));
-        return true;
+    case tvrvar_type_int: write_int(out, value.integer); return true;
     case tvrvar_type_float: write_float(out, value.real); return true;
     case tvrvar_type_string: writer(out).write_string_raw(value.string_view()); return true;
     case tvrvar_type_binary:
@@ -115,18 +117,18 @@ bool write_payload(bytes& out, tvrvar& value) {
     }
 }
 
-// A reference is written as what it leads to, a wrapped truth value as the int that an assignment
-// would make of it; handles on members stay what they are.
+// A reference is written as what it leads to, JSON's true and false as 1 and 0; handles on members
+// stay what they are.
 bool write_value(bytes& out, tvrvar& variable) {
     tvrvar* end = variable.end_of_refs();
     if (end == nullptr) {
         write_head(out, tvrvar_type_none);
         return true;
     }
-    tvrobject_base* object = end->type == tvrvar_type_object ? end->object_ptr() : nullptr;
-    if (object != nullptr) {
-        const tvrvar_shared plain = tvrvar_shared::make();
-        if (object->op_assign_value(*plain)) return write_value(out, *plain);
+    if (auto* truth = end->object<tvr_std_json_bool>()) {
+        write_head(out, tvrvar_type_int);
+        write_int(out, truth->truth());
+        return true;
     }
     write_head(out, end->type);
     return write_payload(out, *end);

@@ -8,6 +8,7 @@
 #include "runtime/payload/binary_value.h"
 #include "runtime/payload/std_buffer.h"
 #include "runtime/payload/std_json.h"
+#include "runtime/payload/std_json_bool.h"
 #include "runtime/payload/std_string.h"
 #include "runtime/value/plain_value.h"
 
@@ -115,18 +116,16 @@ bool write_payload(bytes& out, tvrvar& value) {
     }
 }
 
-// A reference is written as what it leads to, a wrapped truth value as the int that an assignment
-// would make of it; handles on members stay what they are.
+// A reference is written as what it leads to, a truth value as the int 0 or 1, which the form has a
+// place for; handles on members stay what they are.
 bool write_value(bytes& out, tvrvar& variable) {
     tvrvar* end = variable.end_of_refs();
     if (end == nullptr) {
         write_head(out, tvrvar_type_none);
         return true;
     }
-    tvrobject_base* object = end->type == tvrvar_type_object ? end->object_ptr() : nullptr;
-    if (object != nullptr) {
-        const tvrvar_shared plain = tvrvar_shared::make();
-        if (object->op_assign_value(*plain)) return write_value(out, *plain);
+    if (auto* truth = end->object<tvr_std_json_bool>()) {
+        return write_value(out, *tvrvar_shared(truth->truth()));
     }
     write_head(out, end->type);
     return write_payload(out, *end);

@@ -35,10 +35,12 @@ struct key_record {
     uint32_t place;
 };
 
+// What an entry is sorted by: a number, the head of a text, or nothing.
 struct member_record {
     enum kind : uint8_t { number, text, none };
 
     double value = 0;
+    uint64_t head = 0;  // the first bytes, so that most texts compare as numbers
     uint32_t place = 0;
     kind is = none;
 };
@@ -94,35 +96,67 @@ void sort_stable(std::vector<RECORD>& records, LESS less) {
     merge_sort<RECORD, LESS>(records, less).run();
 }
 
-// The member of a value, none without one. A json does not grow by being asked.
+// The member of a value; an empty handle without one. A json does not grow by being asked.
 tvrvar_shared member_of(tvrvar& variable, std::string_view key) {
     const tvr_plain_value value(variable);
-    if (auto* json = value->object<tvr_std_json>()) {
-        tvrvar* found = json->find(key);
-        return found != nullptr ? found->deref() : tvrvar_shared::make();
+    if (value->type == tvrvar_type_json) {
+        tvrvar* found = static_cast<tvr_std_json*>(value->object_ptr())->find(key);
+        return tvrvar_shared(found);
     }
-    if (!value->has_member(key)) return tvrvar_shared::make();
-    return value->get_member(key)->deref();
+    return value->has_member(key) ? value->get_member(key) : tvrvar_shared();
+}
+
+// What the next values are made of is asked for before it is looked at: behind an entry stand a
+// variable, a block, a json and its entries, each somewhere else in memory.
+void fetch_ahead(const std::vector<entry>& entries, size_t at) {
+    constexpr size_t step = 6;
+    const auto json_at = [&](size_t place) -> tvr_std_json* {
+        const tvrvar* value = place < entries.size() ? entries[place].value.get() : nullptr;
+        const bool is_json = value != nullptr && value->type == tvrvar_type_json;
+        return is_json ? static_cast<tvr_std_json*>(value->block->object) : nullptr;
+    };
+    const size_t last = entries.size() - 1;
+    __builtin_prefetch(entries[std::min(at + 5 * step, last)].value.get());
+    const tvrvar* value = entries[std::min(at + 4 * step, last)].value.get();
+    if (value->type == tvrvar_type_json) __builtin_prefetch(value->block);
+    if (const tvr_std_json* json = json_at(at + 3 * step)) __builtin_prefetch(&json->entries);
+    if (const tvr_std_json* json = json_at(at + 2 * step)) {
+        __builtin_prefetch(json->entries.data());
+    }
+    const tvr_std_json* json = json_at(at + step);
+    if (json == nullptr || json->entries.empty()) return;
+    __builtin_prefetch(json->entries.front().name().data());
+    __builtin_prefetch(json->entries.front().value.get());
+}
+
+// The first bytes of a text as a number that is ordered like them.
+uint64_t head_of(std::string_view text) {
+    uint64_t head = 0;
+    for (size_t i = 0; i < sizeof head; ++i) {
+        head = head << 8 | (i < text.size() ? uint8_t(text[i]) : 0U);
+    }
+    return head;
 }
 
 // What the entries are sorted by.
 class member_column {
 public:
-    member_column(tvr_std_json& json, std::string_view key, size_t count) {
-        for (size_t i = 0; i < count; ++i) {
-            const tvrvar_shared entry_value = json.entries[i].value;
-            add(member_of(*entry_value, key), uint32_t(i));
-        }
+    member_column(tvr_std_json& sorted, std::string_view by, size_t count)
+        : json(sorted), key(by), records(count) {
+        for (size_t i = 0; i < count && i < json.size(); ++i) read_number(i);
+        if (only_numbers) return;
+        texts.resize(count);
+        for (size_t i = 0; i < count && i < json.size(); ++i) read_text(i);
     }
 
     const std::vector<member_record>& sort(bool descending) {
+        using record = member_record;
         if (only_numbers) {
-            sort_by(descending, [](const member_record& a, const member_record& b) {
-                return a.value < b.value;
-            });
+            sort_by(descending, [](const record& a, const record& b) { return a.value < b.value; });
         } else {
-            sort_by(descending, [this](const member_record& a, const member_record& b) {
-                if (a.is == b.is && a.is == member_record::number) return a.value < b.value;
+            sort_by(descending, [this](const record& a, const record& b) {
+                if (a.is == b.is && a.is == record::number) return a.value < b.value;
+                if (a.head != b.head) return a.head < b.head;
                 return texts[a.place] < texts[b.place];
             });
         }
@@ -130,36 +164,46 @@ public:
     }
 
 private:
-    using kind = member_record::kind;
-
-    void add(const tvrvar_shared& member, uint32_t place) {
-        member_record record{.place = place};
-        if (member->is_number()) {
-            record = {member->float_value(), place, member_record::number};
-        } else if (!member->is_none()) {
-            record.is = member_record::text;
+    void read_number(size_t place) {
+        fetch_ahead(json.entries, place);
+        const tvrvar_shared entry_value = json.entries[place].value;
+        const tvrvar_shared member = member_of(*entry_value, key);
+        records[place].place = uint32_t(place);
+        if (!member) return;
+        const tvr_plain_value value(*member);
+        if (value->is_number()) {
+            records[place].value = value->float_value();
+            records[place].is = member_record::number;
+        } else if (!value->is_none()) {
+            records[place].is = member_record::text;
             only_numbers = false;
         }
-        records.push_back(record);
-        members.push_back(member);
+    }
+
+    void read_text(size_t place) {
+        fetch_ahead(json.entries, place);
+        const tvrvar_shared entry_value = json.entries[place].value;
+        const tvrvar_shared member = member_of(*entry_value, key);
+        if (!member) return;
+        member->string_value(texts[place]);
+        records[place].head = head_of(texts[place]);
     }
 
     template <typename LESS>
     void sort_by(bool descending, LESS less) {
-        if (!only_numbers) {
-            for (const tvrvar_shared& member : members) texts.push_back(member->string_value());
-        }
         using record = member_record;
         sort_stable(records, [less, descending](const record& a, const record& b) {
-            if (a.is == record::none || b.is == record::none)
-                return a.is < b.is && b.is == record::none;
+            if (a.is == record::none || b.is == record::none) {
+                return b.is == record::none && a.is != record::none;
+            }
             return descending ? less(b, a) : less(a, b);
         });
     }
 
+    tvr_std_json& json;
+    const std::string_view key;
     std::vector<member_record> records;
-    std::vector<tvrvar_shared> members;  // by place
-    std::vector<std::string> texts;      // by place; empty while there are only numbers
+    std::vector<std::string> texts;  // by place; empty while there are only numbers
     bool only_numbers = true;
 };
 

@@ -66,7 +66,7 @@ bool refuse(std::string_view method, const tvr_regex_measure& measure, size_t te
 
 // What can be matched on any stack.
 bool is_small(const tvr_regex_measure& measure, size_t text_bytes) {
-    constexpr size_t most_bytes = size_t(64) << 10;
+    constexpr size_t most_bytes = size_t(256) << 10;
     return !measure.copies && measure.stack_bytes(text_bytes) <= most_bytes;
 }
 

@@ -1,7 +1,12 @@
 #include "stdobj/string_text.h"
 
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <iterator>
 
@@ -57,6 +62,47 @@ range find_loosely(std::string_view text, std::string_view wanted, size_t from) 
     return {npos, npos};
 }
 
+#ifdef __SSE2__
+// Sixteen places at a time are asked for the first and the last byte of what is wanted; where both
+// fit, the rest is compared. Of several bytes, not many: long texts that nearly repeat would make
+// it quadratic. Null where the last places have to be tried in another way, with `text` being
+// those.
+const char* find_short(std::string_view& text, std::string_view wanted) {
+    constexpr size_t lanes = sizeof(__m128i);
+    const __m128i first = _mm_set1_epi8(wanted.front()), last = _mm_set1_epi8(wanted.back());
+    const auto load = [](const char* from) {
+        return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+    };
+    for (; text.size() >= lanes + wanted.size(); text.remove_prefix(lanes)) {
+        const char* at = text.data();
+        const __m128i both = _mm_and_si128(_mm_cmpeq_epi8(first, load(at)),
+                                           _mm_cmpeq_epi8(last, load(at + wanted.size() - 1)));
+        for (auto fits = unsigned(_mm_movemask_epi8(both)); fits != 0; fits &= fits - 1) {
+            const char* place = at + std::countr_zero(fits);
+            if (std::memcmp(place, wanted.data(), wanted.size()) == 0) return place;
+        }
+    }
+    return nullptr;
+}
+#else
+const char* find_short(std::string_view&, std::string_view) {
+    return nullptr;
+}
+#endif
+
+// Null for none. `wanted` is not empty.
+const char* find_bytes(std::string_view text, std::string_view wanted) {
+    constexpr size_t longest_short = 32;
+    if (text.empty()) return nullptr;
+    if (wanted.size() == 1) {
+        return static_cast<const char*>(std::memchr(text.data(), wanted[0], text.size()));
+    }
+    if (wanted.size() <= longest_short) {
+        if (const char* found = find_short(text, wanted)) return found;
+    }
+    return static_cast<const char*>(memmem(text.data(), text.size(), wanted.data(), wanted.size()));
+}
+
 // The text between every two bytes and at both ends.
 std::string interleave(std::string_view text, std::string_view by) {
     std::string out(by);
@@ -67,17 +113,20 @@ std::string interleave(std::string_view text, std::string_view by) {
     return out;
 }
 
+std::string replace_byte(std::string_view text, char wanted, char by) {
+    std::string out(text);
+    for (char& c : out) c = c == wanted ? by : c;
+    return out;
+}
+
 }  // namespace
 
 size_t tvr_find_text(std::string_view text, std::string_view wanted, size_t from) {
     if (from > text.size()) return std::string_view::npos;
     if (wanted.empty()) return from;
     const char* begin = text.data() + from;
-    const size_t left = text.size() - from;
-    const void* found = wanted.size() == 1 ? std::memchr(begin, wanted[0], left)
-                                           : memmem(begin, left, wanted.data(), wanted.size());
-    return found == nullptr ? std::string_view::npos
-                            : size_t(static_cast<const char*>(found) - text.data());
+    const char* found = find_bytes({begin, text.size() - from}, wanted);
+    return found == nullptr ? std::string_view::npos : size_t(found - text.data());
 }
 
 std::string_view tvr_trim_left(std::string_view text) {
@@ -147,6 +196,7 @@ size_t tvr_count_text(std::string_view text, std::string_view wanted) {
 
 std::string tvr_replace(std::string_view text, std::string_view wanted, std::string_view by) {
     if (wanted.empty()) return interleave(text, by);
+    if (wanted.size() == 1 && by.size() == 1) return replace_byte(text, wanted[0], by[0]);
     std::string out;
     size_t behind = 0;
     for (size_t at = tvr_find_text(text, wanted); at != std::string_view::npos;

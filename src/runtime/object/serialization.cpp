@@ -21,7 +21,7 @@ uint64_t peek_varint_at(const uint8_t* data, size_t size, size_t offset, size_t&
     throw std::runtime_error("Varint too large");
 }
 
-uint64_t reader::read_varint() {
+uint64_t reader::read_long_varint() {
     size_t length = 0;
     const uint64_t value = peek_varint_at(bytes.data(), bytes.size(), at, length);
     at += length;

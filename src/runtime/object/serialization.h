@@ -51,7 +51,10 @@ public:
     size_t position() const { return at; }
     size_t remaining() const { return bytes.size() - at; }
 
-    uint64_t read_varint();
+    uint64_t read_varint() {
+        if (at < bytes.size() && bytes[at] < 0x80) return bytes[at++];
+        return read_long_varint();
+    }
     double read_double();                 // eight bytes
     std::string_view read_string_view();  // steps over the zero byte
     std::span<const uint8_t> read_bytes_view();
@@ -60,6 +63,7 @@ public:
     bool check_section(std::string_view name);
 
 private:
+    uint64_t read_long_varint();
     std::span<const uint8_t> take(uint64_t count, const char* when_missing);
 
     std::span<const uint8_t> bytes;

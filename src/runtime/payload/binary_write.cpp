@@ -116,8 +116,8 @@ bool write_payload(bytes& out, tvrvar& value) {
     }
 }
 
-// A reference is written as what it leads to, a wrapped truth value as the int that an assignment
-// would make of it; handles on members stay what they are.
+// A reference is written as what it leads to, a truth value as the int 0 or 1, which the form has a
+// place for; handles on members stay what they are.
 bool write_value(bytes& out, tvrvar& variable) {
     tvrvar* end = variable.end_of_refs();
     if (end == nullptr) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "frontend/builder/builder.h"
+#include "frontend/strict/strict_check.h"
 #include "frontend/syntax/lexer.h"
 #include "frontend/syntax/source_files.h"
 #include "kernel/script/kernel_extract.h"
@@ -23,7 +24,8 @@ std::vector<std::string> folders_for(const std::string& file) {
 tvrptr_strong<tvr_program_block_root> tvr_compiler::build(std::shared_ptr<const tvr_ast> ast,
                                                           tvr_syntax_report& report) {
     tvrptr_strong<tvr_program_block_root> program;
-    if (ast != nullptr) program = tvr_asm_builder(script, std::move(ast), report).create_program();
+    if (ast != nullptr && tvr_strict_check(script, *ast))
+        program = tvr_asm_builder(script, std::move(ast), report).create_program();
     if (!program) script.log().err("Cannot create program.");
     return program;
 }

@@ -8,7 +8,7 @@ JOBS ?= $(shell nproc)
 .PHONY: help build run test bench asan tsan fuzz format lint install clean
 
 help:
-	@echo 'make run      play the example recording and show the decks live'
+	@echo 'make run      a script plays the example recording and writes what it hears'
 	@echo 'make build    programs in build/release/bin/'
 	@echo 'make test     every test'
 	@echo 'make bench    benchmarks, with their references beside them'
@@ -23,7 +23,7 @@ build:
 	@cmake --build --preset release -j $(JOBS)
 
 run: build
-	@build/release/bin/tavro monitor $(RECORDING)
+	@build/release/bin/tavro run examples/follow.tvio $(RECORDING)
 
 test: build
 	@ctest --preset release

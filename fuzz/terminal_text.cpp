@@ -6,7 +6,7 @@
 #include "host/monitor/canvas.h"
 #include "host/monitor/keys.h"
 #include "host/monitor/screen_writer.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 using namespace monitor;
 

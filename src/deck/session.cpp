@@ -190,6 +190,11 @@ void session::publish() {
     });
 }
 
+bool session::feed_line(std::string_view line, double t, bool use_bridge_clock) {
+    if (line_tap) line_tap(line, t);
+    return state.feed(line, t, use_bridge_clock);
+}
+
 bool session::feed(std::string_view line, double t) {
     if (!is_network) return false;
     const size_t last = line.find_last_not_of(std::string_view("\0\n\r", 3));
@@ -200,7 +205,7 @@ bool session::feed(std::string_view line, double t) {
         status.clear();
     }
     last_line_time = t;
-    const bool taken = state.feed(line.substr(0, last + 1), t, true);
+    const bool taken = feed_line(line.substr(0, last + 1), t, true);
     publish();
     return taken;
 }

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -98,6 +99,10 @@ public:
     // Ends and joins it. Must not be called with the mutex held.
     void stop() TVR_EXCLUDES(mutex);
 
+    // Sees every line before the state does, with its arrival in s: called on the thread that
+    // feeds, with the mutex held, so it must be quick. Empty for nobody.
+    std::function<void(std::string_view line, double t)> line_tap TVR_GUARDED_BY(mutex);
+
     tvr_mutex mutex;
     deckbus::state state TVR_GUARDED_BY(mutex);
     std::vector<std::string> outgoing TVR_GUARDED_BY(mutex);  // commands queued by send()
@@ -121,6 +126,7 @@ private:
     friend class serial_link;  // the serial transport
     friend class replay_run;   // the replay
 
+    bool feed_line(std::string_view line, double t, bool use_bridge_clock) TVR_REQUIRES(mutex);
     bool serves(const std::string& port, int wanted_baud) TVR_EXCLUDES(mutex);
     void run_serial();
     void run_replay();

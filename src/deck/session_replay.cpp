@@ -84,7 +84,7 @@ private:
     // The arrival time counts, not the line's clock; and a recording answers no command.
     void play(const std::string& line) {
         tvr_lock hold(link.mutex);
-        link.state.feed(line, now_s(), false);
+        link.feed_line(line, now_s(), false);
         link.publish();
         link.state.take_commands();
         link.outgoing.clear();

@@ -108,7 +108,7 @@ private:
         size_t begin = 0;
         for (size_t end = all.find('\n', searched); end != std::string_view::npos;
              end = all.find('\n', begin)) {
-            link.state.feed(all.substr(begin, end - begin), now, true);
+            link.feed_line(all.substr(begin, end - begin), now, true);
             begin = end + 1;
         }
         unfinished.erase(0, begin);

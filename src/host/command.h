@@ -33,5 +33,7 @@ void add_docs(CLI::App& app, command_run& chosen);
 void add_repl(CLI::App& app, command_run& chosen);
 void add_kernel(CLI::App& app, command_run& chosen);
 void add_monitor(CLI::App& app, command_run& chosen);
+void add_record(CLI::App& app, command_run& chosen);
+void add_texture(CLI::App& app, command_run& chosen);
 
 }  // namespace host

@@ -33,6 +33,8 @@ int parse_and_run(int argc, const char* const* argv) {
     add_repl(app, chosen);
     add_kernel(app, chosen);
     add_monitor(app, chosen);
+    add_record(app, chosen);
+    add_texture(app, chosen);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& wrong) {

@@ -130,7 +130,9 @@ void tvrnet_base::handle_artnet(const tvrnet_ip& from, const uint8_t* data, size
         return;
     case artnet_opcode::sync: artnet.take_sync(now); return;
     }
-    std::printf("invalid artnet opcode: %i\n", int(opcode));
+    // Once each: a desk that sends time code would fill the screen all night.
+    if (!told_opcodes.test(opcode)) std::printf("invalid artnet opcode: %i\n", int(opcode));
+    told_opcodes.set(opcode);
 }
 
 void tvrnet_base::send_art_poll_reply(const tvrnet_ip& to) {

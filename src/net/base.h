@@ -8,6 +8,7 @@
 //
 // Threads: the node's alone, which calls update() as often as it likes, at least every few ms.
 
+#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -128,5 +129,6 @@ private:
     tvrnet_timer watch{watch_ms};
     int turn = 0;
     uint64_t turn_began_ms = 0;
-    size_t next_device = 0;  // of those who take turns
+    size_t next_device = 0;           // of those who take turns
+    std::bitset<65536> told_opcodes;  // of Art-Net, unknown here
 };

@@ -7,6 +7,7 @@
 #include "runtime/payload/std_string.h"
 #include "stdobj/arguments.h"
 #include "stdobj/core_namespaces.h"
+#include "stdobj/thread_object.h"
 
 namespace {
 
@@ -76,6 +77,11 @@ void tvr_fill_std_classes(tvr_namespace& std) {
         {.description = "Create a new buffer of bytes, empty or with those of a string or buffer.",
          .params = {"data: string - or a std.buffer; optional"},
          .returns_class = "std.buffer"});
+    std.add_class<tvr_std_thread>(
+        "threading", 0, 1,
+        {.description = "Create a new thread object with optional callback function",
+         .params = {"callback: function - The function to be executed in the new thread"},
+         .returns_class = "std.thread"});
 }
 
 void tvr_fill_json(tvr_namespace& json) {

@@ -19,7 +19,8 @@ class tvr_namespace;
 void tvr_fill_std_output(tvr_namespace& std);  // print, log, warn, error, raise
 void tvr_fill_std_values(tvr_namespace& std);  // int, float, bool, type, instanceof, size, sort ...
 void tvr_fill_std_host(tvr_namespace& std);    // millis, time, wait, exit, args, env ...
-void tvr_fill_std_classes(tvr_namespace& std);  // json, string, buffer
+void tvr_fill_std_classes(tvr_namespace& std);  // json, string, buffer, threading
+void tvr_fill_std_binary(tvr_namespace& std);   // to_binary, from_binary, as_binary
 void tvr_fill_std_math(tvr_namespace& math);
 void tvr_fill_std_random(tvr_namespace& random);
 void tvr_fill_std_file(tvr_namespace& file);

@@ -27,3 +27,12 @@ inline void tvr_add_method(tvrobject_metadata& metadata,
         metadata.add_function(std::move(def));
     }
 }
+
+// Methods that change the string or buffer that they are called on, and return it.
+inline void tvr_add_changing_method(tvrobject_metadata& metadata,
+                                    std::initializer_list<std::string_view> names,
+                                    const tvr_native_function& run, uint32_t min_params,
+                                    uint32_t max_params, const tvr_function_docs& docs) {
+    tvr_add_method(metadata, names, run, min_params, max_params, docs);
+    for (const std::string_view name : names) metadata.find_function(name)->changes_receiver = true;
+}

@@ -19,6 +19,9 @@ tvrvar_shared tvr_self_value(T& payload, TVRVAR_TYPE type) {
 inline tvrvar_shared tvr_self_value(tvr_std_json& json) {
     return tvr_self_value(json, tvrvar_type_json);
 }
+inline tvrvar_shared tvr_self_value(tvr_std_string& string) {
+    return tvr_self_value(string, tvrvar_type_string);
+}
 inline tvrvar_shared tvr_self_value(tvr_std_buffer& buffer) {
     return tvr_self_value(buffer, tvrvar_type_binary);
 }

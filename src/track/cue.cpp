@@ -5,6 +5,7 @@
 #include <tuple>
 
 #include "base/byte_order.h"
+#include "base/utf8.h"
 
 namespace deckbus {
 namespace {
@@ -50,27 +51,7 @@ void read_nexus(record_bytes data, std::vector<cue>& cues) {
     }
 }
 
-// Lone surrogates become three bytes like any other unit of their size: the text may therefore
-// be no valid UTF-8.
-void append_utf8(std::string& out, uint32_t code) {
-    if (code < 0x80) {
-        out += char(code);
-        return;
-    }
-    if (code < 0x800) {
-        out += char(0xC0 | code >> 6);
-    } else {
-        if (code < 0x10000) {
-            out += char(0xE0 | code >> 12);
-        } else {
-            out += char(0xF0 | code >> 18);
-            out += char(0x80 | (code >> 12 & 0x3F));
-        }
-        out += char(0x80 | (code >> 6 & 0x3F));
-    }
-    out += char(0x80 | (code & 0x3F));
-}
-
+// A lone surrogate stays one, so the text may be no valid UTF-8.
 std::string utf8_of_utf16(record_bytes units) {
     std::string out;
     for (; units.size() >= 2; units = units.subspan(2)) {
@@ -83,7 +64,7 @@ std::string utf8_of_utf16(record_bytes units) {
                 units = units.subspan(2);
             }
         }
-        append_utf8(out, code);
+        tvr_append_utf8(out, code);
     }
     return out;
 }

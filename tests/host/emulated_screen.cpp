@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 bool emulated_screen::apply(std::string_view bytes) {
     while (!bytes.empty()) {

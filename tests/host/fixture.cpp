@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "host/monitor/utf8.h"
+#include "base/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor::test {
 
@@ -83,7 +84,7 @@ std::string row_text(const canvas& picture, int y) {
     std::string text;
     for (int x = 0; x < picture.width(); ++x) {
         const char32_t c = picture.at(x, y).glyph;
-        if (c != 0) append_utf8(text, c);
+        if (c != 0) tvr_append_utf8(text, c);
     }
     return text;
 }

@@ -12,7 +12,7 @@
 #include "host/monitor/format.h"
 #include "host/monitor/layout.h"
 #include "host/monitor/poster.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "host/monitor/format.h"
 #include "host/monitor/keys.h"
 #include "host/monitor/pixel_font.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace {
 

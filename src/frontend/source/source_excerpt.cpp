@@ -5,7 +5,7 @@
 
 #include "base/join.h"
 #include "frontend/source/token_view.h"
-#include "frontend/source/utf8.h"
+#include "base/utf8.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

@@ -10,7 +10,7 @@
 #include "host/monitor/meters.h"
 #include "host/monitor/phrase_strip.h"
 #include "host/monitor/preview_strip.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

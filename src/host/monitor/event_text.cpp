@@ -1,7 +1,7 @@
 #include "host/monitor/event_text.h"
 
 #include "host/monitor/format.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

@@ -6,7 +6,7 @@
 
 #include "host/monitor/format.h"
 #include "host/monitor/preview_strip.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "host/monitor/pixel_font.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

@@ -9,7 +9,7 @@
 #include "host/monitor/layout.h"
 #include "host/monitor/lists.h"
 #include "host/monitor/status_line.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

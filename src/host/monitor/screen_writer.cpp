@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "host/monitor/utf8.h"
+#include "base/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 
@@ -99,8 +100,8 @@ private:
         const shown_cell s = as_shown(c, depth);
         move_to(x, y);
         set_style(s);
-        append_utf8(out, s.glyph);
-        if (s.mark != 0) append_utf8(out, s.mark);
+        tvr_append_utf8(out, s.glyph);
+        if (s.mark != 0) tvr_append_utf8(out, s.mark);
         cursor_x = x + width;
     }
 

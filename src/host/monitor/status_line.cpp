@@ -4,7 +4,7 @@
 #include <string>
 
 #include "host/monitor/format.h"
-#include "host/monitor/utf8.h"
+#include "host/monitor/terminal_text.h"
 
 namespace monitor {
 

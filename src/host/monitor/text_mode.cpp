@@ -8,8 +8,8 @@
 #include "host/monitor/format.h"
 #include "host/monitor/line_output.h"
 #include "host/monitor/modes.h"
+#include "host/monitor/terminal_text.h"
 #include "host/monitor/track_ledger.h"
-#include "host/monitor/utf8.h"
 
 namespace monitor {
 

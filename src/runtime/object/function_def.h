@@ -52,6 +52,8 @@ struct tvr_function_def : tvrptr_base_internal {
     uint32_t min_params = 0;
     uint32_t max_params = 0;
     tvr_intrinsic intrinsic = tvr_intrinsic::none;
+    // A method that changes the string or buffer that it is called on, and returns it.
+    bool changes_receiver = false;
     tvr_function_docs docs;
     std::vector<const tvr_function_def*> children;  // below it in the documentation
 };

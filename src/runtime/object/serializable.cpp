@@ -7,7 +7,7 @@ bool tvr_serializable::to_binary(std::vector<uint8_t>&) {
     return false;
 }
 
-bool tvr_serializable::from_binary(tvr_binary_reader&) {
+bool tvr_serializable::from_binary(tvr_serialization::reader&) {
     tvr_log().err("This object cannot be read from a binary form.");
     return false;
 }

@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-class tvr_binary_reader;
+namespace tvr_serialization {
+class reader;
+}
 
 class tvr_serializable {
 public:
@@ -14,6 +16,7 @@ public:
     // Appends the binary form. False, with an error in the log, when there is none.
     virtual bool to_binary(std::vector<uint8_t>& out);
 
-    // Takes the value of a binary form. False when it is damaged or there is none.
-    virtual bool from_binary(tvr_binary_reader& in);
+    // Takes the value of a binary form. False when there is none; throws a std::runtime_error when
+    // it is damaged.
+    virtual bool from_binary(tvr_serialization::reader& in);
 };

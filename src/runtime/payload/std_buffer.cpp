@@ -7,23 +7,46 @@
 
 namespace {
 
-bool refuse() {
-    runtime_error(
-        "std.buffer is in use by a running kernel launch (call wait() on the launch first)");
+constexpr const char* in_use =
+    "std.buffer is in use by a running kernel launch (call wait() on the launch first)";
+
+// Acquire: whoever finds the last launch gone also sees what it wrote.
+bool is_held(const std::atomic<uint32_t>& locks) {
+    return locks.load(std::memory_order_acquire) != 0;
+}
+
+bool raise(const std::string& error) {
+    runtime_error(error);
     return false;
 }
 
 }  // namespace
 
-// Acquire: whoever finds the last launch gone also sees what it wrote.
+bool tvr_std_buffer::readable(std::string& error) const {
+    if (!is_held(write_locks)) return true;
+    error = in_use;
+    return false;
+}
+
+bool tvr_std_buffer::writable(std::string& error) const {
+    if (!is_held(read_locks) && !is_held(write_locks)) return true;
+    error = in_use;
+    return false;
+}
+
 bool tvr_std_buffer::readable() const {
-    return write_locks.load(std::memory_order_acquire) == 0 || refuse();
+    std::string error;
+    return readable(error) || raise(error);
 }
 
 bool tvr_std_buffer::writable() const {
-    const bool read = read_locks.load(std::memory_order_acquire) != 0;
-    const bool written = write_locks.load(std::memory_order_acquire) != 0;
-    return (!read && !written) || refuse();
+    std::string error;
+    return writable(error) || raise(error);
+}
+
+void* tvr_std_buffer::query_interface(tvr_type_id type) {
+    return type == tvr_typeid<tvr_kernel_memory>() ? static_cast<tvr_kernel_memory*>(this)
+                                                   : nullptr;
 }
 
 std::string tvr_std_buffer::to_string() {

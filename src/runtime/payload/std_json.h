@@ -86,6 +86,10 @@ public:
     // Equality of keys: short ones without a call.
     static bool quickcompare(std::string_view a, std::string_view b);
 
+    // See binary_value.h. Reading replaces the entries; on damaged bytes those before them stay.
+    bool to_binary(std::vector<uint8_t>& out) override;
+    bool from_binary(tvr_serialization::reader& in) override;
+
     tvrvar_shared op_get_member(std::string_view key) override { return get_member(key); }
     tvrvar_shared op_get_member(int64_t index) override { return get_member(index); }
     void op_set_member(std::string_view key, tvrvar_shared value) override;

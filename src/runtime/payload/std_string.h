@@ -18,7 +18,15 @@ public:
     bool op_is_none() override { return text.empty(); }
     // The byte at a place, from the end when negative, as a text of its own.
     tvrvar_shared op_get_member(int64_t index) override;
+    // A method as a value is bound to the text as it is now.
+    tvrvar_shared op_get_member(std::string_view name) override;
+    // Puts the first character of a value in a byte's place, from the end when negative. A place
+    // outside is moved to the nearest one, with a warning; nothing happens to an empty text.
+    void op_set_member(int64_t index, tvrvar_shared value) override;
+    // Puts the text of a value in the place of the first `key`, where there is one.
+    void op_set_member(std::string_view key, tvrvar_shared value) override;
     using tvrobject_base::op_get_member;
+    using tvrobject_base::op_set_member;
 
     std::string text;
     uint8_t slot = tvr_not_pooled;

@@ -53,10 +53,15 @@ struct tvrvar_ptr_member_index;
 struct tvrvar_ptr_member_literal;
 struct tvrvar_ptr_member_var;
 
+namespace tvr_serialization {
+class reader;
+}
+
 class tvrvar {
 public:
     // Bits of `flags`.
     static constexpr uint8_t flag_shares_object = 0x01;  // assignment shares the object
+    static constexpr uint8_t flag_receiver = 0x02;       // a method's result: what it changed
     static constexpr uint8_t flag_bound_object = 0x10;   // set by bind_object_to_var
     static constexpr uint8_t no_ref_copies = 0x01;       // bit of `no_ref`: ref_to() copies
 
@@ -158,6 +163,18 @@ public:
     tvrvar_shared get_member(tvrvar_shared& key);
     bool has_member(std::string_view name);
     void push_back(tvrvar_shared value);
+
+    // Binary form; bodies stand with the payloads (payload/binary_value.h tells of the bytes).
+
+    // Appends it. False, after a warning or an error and with nothing appended, when it has none. A
+    // value inside that has none is a warning and reads back as none.
+    bool to_binary(std::vector<uint8_t>& out);
+    std::vector<uint8_t> to_binary();  // empty when there is none
+    // Takes the next value. False, as none, when the reader stood before a section that is none;
+    // throws a std::runtime_error when the bytes are damaged.
+    bool from_binary(tvr_serialization::reader& in);
+    // The same, with damaged bytes as a runtime error, and false.
+    bool from_binary(const uint8_t* data, size_t size);
 
     // Comparison, by the larger of the two types.
 

@@ -319,6 +319,15 @@ void index_optional(const tvr_step& step, tvrvar& container, tvrvar_shared& key)
     index_value(step, container, key);
 }
 
+// In what no variable holds, nobody would see it: there only the checks are made, on a copy.
+void set_character(tvrvar& text, bool is_place, tvrvar_shared& key, tvrvar& value) {
+    tvrvar_shared changed = is_place ? tvrvar_shared(&text) : tvrvar_shared(text.string_view());
+    tvrobject_base& object = *changed->object_ptr();
+    const tvrvar_shared given = value.deref();
+    if (key->is_number()) return object.op_set_member(key->int_value(), given);
+    object.op_set_member(key->string_view(), given);
+}
+
 void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key, tvrvar& value) {
     if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
         return entry_of(container, *key)->set(value);
@@ -336,7 +345,7 @@ void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key
         return handle->set(value);
     }
     if (container.type == tvrvar_type_string) {
-        return runtime_error("The characters of a string cannot be assigned to.");
+        return set_character(container, step.op->code == op::op_set_index, key, value);
     }
     const tvrvar_shared element = container.get_member(key);
     if (!step.task.error_pending) element->set(value);

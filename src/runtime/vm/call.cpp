@@ -304,6 +304,44 @@ void call_object(const tvr_step& step, tvr_call_site& site, tvrobject_base& obje
     call_value(step, site, *value);
 }
 
+// Whether a method may change a string or buffer: not where it is a constant, or what a function
+// has given back out of a variable of its own.
+bool may_change(const tvr_call_site& site, const tvrvar& receiver) {
+    const bool is_sole = receiver.refcount == 1 && receiver.block->strong == 1;
+    return site.of_place || is_sole || (receiver.flags & tvrvar::flag_receiver) != 0;
+}
+
+// Of what may not change, a copy changes. The result is marked: the next method in the row changes
+// the same variable.
+void call_changing(const tvr_step& step, const tvr_call_site& site, tvrvar& receiver) {
+    tvrvar_shared copy;
+    if (!may_change(site, receiver)) {
+        copy = tvrvar_shared::make();
+        copy->set(receiver);
+        if (copy->is_none()) return abandon(step, site);  // kernels hold the bytes
+    }
+    tvrobject_base* object = (copy ? *copy : receiver).object_ptr();
+    call_native(step, site, *site.known_native, object);
+    const int into = step.op->a;
+    if (into == tvr_no_register || !step.frame.machine->is_temporary(into)) return;
+    tvrvar& result = *step.cell(into);
+    if (result.type == receiver.type && result.payload_object() == object) {
+        result.flags |= tvrvar::flag_receiver;
+    }
+}
+
+void call_text_or_bytes(const tvr_step& step, tvr_call_site& site, tvrvar& receiver) {
+    tvrobject_base& object = *receiver.object_ptr();
+    if (site.known_metadata != object.metadata) {
+        site.known_native = object.metadata->find_function(*site.name);
+        site.known_metadata = object.metadata;
+    }
+    if (site.known_native != nullptr && site.known_native->changes_receiver) {
+        return call_changing(step, site, receiver);
+    }
+    call_object(step, site, object);
+}
+
 // An entry that can be called comes before the method of that name.
 void call_json(const tvr_step& step, tvr_call_site& site, tvr_std_json& json) {
     if (tvrvar* entry = json.find(*site.name)) {
@@ -327,7 +365,7 @@ void call_of_value(const tvr_step& step, tvr_call_site& site, tvrvar& value) {
         if (value.block->object == nullptr) break;
         return call_instance(step, site, *static_cast<tvr_class*>(value.block->object));
     case tvrvar_type_string:
-    case tvrvar_type_binary:
+    case tvrvar_type_binary: return call_text_or_bytes(step, site, value);
     case tvrvar_type_object:
         if (tvrobject_base* object = value.object_ptr()) return call_object(step, site, *object);
         runtime_error("invalid object pointer!");

@@ -56,6 +56,20 @@ inline void tvr_machine_code::give_frame(tvr_vm_context& frame) {
             tvr_reset_cell_slow(cells[i]);
     }
     for (int i = num_params; i < num_variables; ++i) cells[i]->type = tvrvar_type_none;
+    keep_frame(frame);
+}
+
+inline void tvr_machine_code::give_plain_frame(tvr_vm_context& frame) {
+    tvrvar** cells = frame.cells;
+    for (int i = 0; i < num_variables; ++i) {
+        if (!tvr_is_reset_but_for_number(cells[i])) [[unlikely]]
+            tvr_reset_cell_slow(cells[i]);
+        if (i >= num_params) cells[i]->type = tvrvar_type_none;
+    }
+    keep_frame(frame);
+}
+
+inline void tvr_machine_code::keep_frame(tvr_vm_context& frame) {
     if (frame.holds_more) release_more(frame);
     if (num_ready >= max_ready_frames) [[unlikely]]
         return free_frame(frame);

@@ -33,10 +33,11 @@ bool tvr_lowering::run() {
     code.num_variables = num_variables;
     code.num_params = int(routine.num_params);
     code.no_except = routine.no_except;
+    code.plain_params = code.num_params;
     for (uint32_t i = 0; i < routine.num_params; ++i) {
         const uint8_t flags = routine.variable_flags[i];
         code.by_reference.push_back(flags & tvr_program_block_routine::by_reference);
-        if (code.by_reference.back() != 0) code.any_by_reference = true;
+        if (code.by_reference.back() != 0) code.plain_params = -1;
     }
     block whole;
     whole.routine = &routine;

@@ -69,7 +69,10 @@ int16_t tvr_lowering::add_site(tvr_call_site site) {
 void tvr_lowering::emit_call(entry& result, op what, int callee, tvr_call_site site) {
     bool in_order = true;
     for (size_t i = 0; i < site.params.size(); ++i) in_order = in_order && site.params[i] == i;
-    if (in_order) site.params.clear();
+    if (in_order) {
+        site.params.clear();
+        site.plain_operands = int16_t(site.operands.size());
+    }
     emit(what, result.home, callee, add_site(std::move(site)));
     set_top(entry::kind::none);
     set_temporary(result, result.home);
@@ -106,6 +109,7 @@ void tvr_lowering::call_method(const block& in, const uint8_t* at) {
     site.nesting = uint16_t(in.nesting);
     entry& receiver = stack[first - 1];
     const bool of_self = receiver.is == entry::kind::self;
+    site.of_place = is_place(receiver);
     const int object = of_self || of_super ? 0 : read(receiver);
     stack.resize(first);
     const op what = of_super ? op::op_call_super : of_self ? op::op_call_self : op::op_call_method;

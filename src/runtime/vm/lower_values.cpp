@@ -10,6 +10,7 @@ namespace {
 bool can_write_variable(tvr_machine_opcode code) {
     using op = tvr_machine_opcode;
     switch (code) {
+    case op::op_none:
     case op::op_minus:
     case op::op_negate:
     case op::op_bnot:
@@ -150,6 +151,16 @@ void tvr_lowering::settle(entry& e) {
     set_temporary(e, e.home);
 }
 
+// Whether it stands for a variable, a member or an element: what keeps a change.
+bool tvr_lowering::is_place(const entry& e) const {
+    if (e.is != entry::kind::variable) {
+        return e.is == entry::kind::member || e.is == entry::kind::element;
+    }
+    if (e.reg >= 0) return true;
+    const tvrvar* cell = code.borrowed[size_t(-1 - e.reg)].cell;
+    return cell == nullptr || cell->no_ref == 0;  // else a constant
+}
+
 int tvr_lowering::constant_register(tvrvar_shared value, std::string key) {
     const auto [place, is_new] = constant_places.try_emplace(std::move(key), 0);
     if (!is_new) return place->second;
@@ -220,10 +231,11 @@ void tvr_lowering::set_element(bool result_used) {
     entry& value = top();
     entry& index = stack[stack.size() - 2];
     entry& container = stack[stack.size() - 3];
+    const op how = is_place(container) ? op::op_set_index : op::op_set_index_value;
     const int from = read(value), at = read(index), into = read(container);
     const int kept = value.end;
     if (result_used) emit(op::op_load, kept, from);
-    emit(op::op_set_index, into, at, from);
+    emit(how, into, at, from);
     value.is = index.is = container.is = entry::kind::none;
     stack.pop_back();
     stack.pop_back();

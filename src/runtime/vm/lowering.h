@@ -104,6 +104,7 @@ private:
     int read(entry& e);     // its register, after what is needed to have it there
     int cell(entry& e);     // a register whose cell is the variable itself
     void settle(entry& e);  // into its own temporary
+    bool is_place(const entry& e) const;
     bool is_temporary(int reg) const { return reg >= num_variables; }
     int constant_register(tvrvar_shared value, std::string key);
     int fixed_register(tvrvar* variable);

@@ -121,15 +121,16 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
                                                               tvr_program_block_routine& routine,
                                                               tvr_task& base, uint32_t limit) {
     tvr_machine_code* machine = routine.machine.get();
-    const size_t count = site.operands.size();
     const uint32_t depth = frame.depth + site.nesting + 1;
-    if (machine == nullptr || machine->any_by_reference || count != size_t(machine->num_params) ||
-        !site.params.empty() || depth > limit) [[unlikely]] {
+    if (machine == nullptr || machine->plain_params != site.plain_operands || depth > limit)
+        [[unlikely]] {
         return nullptr;
     }
+    const auto count = size_t(site.plain_operands);
+    const int16_t* operands = site.operands.data();
     tvr_vm_context* callee = machine->take_frame(base);
     for (size_t i = 0; i < count; ++i) {
-        const tvrvar* source = frame.cells[site.operands[i]];
+        const tvrvar* source = frame.cells[operands[i]];
         tvrvar* into = callee->cells[i];
         if (is_int_or_float(source)) [[likely]] {
             into->type = source->type;
@@ -137,7 +138,7 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
         } else {
             into->type = tvrvar_type_none;  // what a call before left
             frame.next = op;
-            tvr_pass_argument(tvr_step{task, frame, op}, *callee, site.operands[i], i);
+            tvr_pass_argument(tvr_step{task, frame, op}, *callee, operands[i], i);
         }
     }
     callee->caller = &frame;
@@ -264,7 +265,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
         const tvrvar *x = REG(b), *y = REG(c);                           \
         tvrvar* into = REG(a);                                           \
         if (tvr_is_free_to_write(into)) [[likely]] {                     \
-            if (both_int(x, y)) {                                        \
+            if (both_int(x, y)) [[likely]] {                             \
                 write_int(into, int_rule(x->integer, y->integer));       \
                 STEP_ON(1);                                              \
             }                                                            \
@@ -308,30 +309,30 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
         DO_STEP(tvr_step_compare);                                         \
     }
 
-#define COMPARE_JUMP(name, rule, wanted)                                                      \
-    at_##name##_##wanted : {                                                                  \
-        const tvrvar *x = REG(a), *y = REG(b);                                                \
-        bool truth;                                                                           \
-        if (both_int(x, y)) [[likely]] {                                                      \
-            truth = x->integer rule y->integer;                                               \
-        } else if (is_int_or_float(x) && is_int_or_float(y)) {                                \
-            truth = as_double(x) rule as_double(y);                                           \
-        } else {                                                                              \
-            comparison = op_code::op_##name;                                                  \
-            jumps_if = wanted;                                                                \
-            goto compare_slowly;                                                              \
-        }                                                                                     \
-        if (truth == wanted) {                                                                \
-            /* Loops end with a jump if true, so it polls. */                                 \
+// Loops end with a jump if true, so it polls.
+#define JUMP_BY(condition, wanted)                                                            \
+    do {                                                                                      \
+        if ((condition) == wanted) {                                                          \
             if (wanted && signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] { \
                 following = op + 1 + op[1].offset();                                          \
                 frame->next = op;                                                             \
                 goto attention;                                                               \
             }                                                                                 \
-            op += 1 + op[1].offset();                                                         \
-            NEXT();                                                                           \
+            STEP_ON(1 + op[1].offset());                                                      \
         }                                                                                     \
         STEP_ON(tvr_compare_jump_words);                                                      \
+    } while (0)
+
+#define COMPARE_JUMP(name, rule, wanted)                     \
+    at_##name##_##wanted : {                                 \
+        const tvrvar *x = REG(a), *y = REG(b);               \
+        if (both_int(x, y)) [[likely]]                       \
+            JUMP_BY(x->integer rule y->integer, wanted);     \
+        if (is_int_or_float(x) && is_int_or_float(y))        \
+            JUMP_BY(as_double(x) rule as_double(y), wanted); \
+        comparison = op_code::op_##name;                     \
+        jumps_if = wanted;                                   \
+        goto compare_slowly;                                 \
     }
 
 tvr_vm_code tvr_run_frames(tvr_task& task) {
@@ -344,8 +345,6 @@ tvr_vm_code tvr_run_frames(tvr_task& task) {
     tvr_thread_local& local = tvr_local();
     tvr_vm_context* frame = nullptr;
     tvrvar** row = nullptr;
-    tvr_member_site* member_sites = nullptr;  // of the frame's code
-    tvr_call_site* call_sites = nullptr;
     const tvr_machine_op* op = nullptr;
     const tvr_machine_op* following = nullptr;  // where it goes on behind `attention`
     const uint32_t limit =
@@ -358,8 +357,6 @@ enter_top:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
-    member_sites = frame->member_sites;
-    call_sites = frame->call_sites;
     op = frame->next;
     if (signals.raised.load(std::memory_order_relaxed) != 0) [[unlikely]] {
         following = op;
@@ -383,8 +380,6 @@ attention:
     if (frame == nullptr) return vm_block_end;
     local.context = frame;
     row = frame->cells;
-    member_sites = frame->member_sites;
-    call_sites = frame->call_sites;
     op = frame->next;
     NEXT();
 
@@ -617,7 +612,7 @@ at_self : {
 }
 
 at_get : {
-    const tvr_member_site& site = member_sites[op->c];
+    const tvr_member_site& site = frame->member_sites[op->c];
     const tvrvar* member = known_member(site, REG(b));
     if (member != nullptr && !site.drops && share_value(*frame, op->a, member)) {
         STEP_ON(1);
@@ -626,7 +621,7 @@ at_get : {
     DO_STEP(tvr_step_get);
 }
 at_get_self : {
-    const tvr_member_site& site = member_sites[op->c];
+    const tvr_member_site& site = frame->member_sites[op->c];
     const tvrvar* member = known_member(site, frame->self.get());
     if (member != nullptr && share_value(*frame, op->a, member)) STEP_ON(1);
     DO_STEP(tvr_step_get);
@@ -637,7 +632,7 @@ at_get_self_handle:
     DO_STEP(tvr_step_get);
 
 at_set : {
-    const tvr_member_site& site = member_sites[op->c];
+    const tvr_member_site& site = frame->member_sites[op->c];
     tvrvar* member = known_member(site, REG(a));
     if (member != nullptr && !site.drops && copy_number(member, REG(b))) {
         STEP_ON(1);
@@ -645,7 +640,7 @@ at_set : {
     DO_STEP(tvr_step_set);
 }
 at_set_self : {
-    const tvr_member_site& site = member_sites[op->c];
+    const tvr_member_site& site = frame->member_sites[op->c];
     tvrvar* member = known_member(site, frame->self.get());
     if (member != nullptr && copy_number(member, REG(b))) STEP_ON(1);
     DO_STEP(tvr_step_set);
@@ -669,6 +664,8 @@ at_index_handle:
     DO_STEP(tvr_step_index);
 at_index_optional:
     DO_STEP(tvr_step_index);
+at_set_index_value:
+    DO_STEP(tvr_step_set_index);
 at_set_index : {
     tvrvar* element = plain_element(REG(a), REG(b));
     if (element != nullptr && op->a < frame->machine->num_variables &&
@@ -686,19 +683,19 @@ at_bind_self:
     DO_STEP(tvr_step_capture);
 
 at_call : {
-    const tvr_call_site& site = call_sites[op->c];
+    const tvr_call_site& site = frame->call_sites[op->c];
     if (push_value_call(task, *frame, op, site, limit) != nullptr) goto enter_top;
     DO_STEP(tvr_step_call);
 }
 at_call_known : {
-    const tvr_call_site& site = call_sites[op->c];
+    const tvr_call_site& site = frame->call_sites[op->c];
     if (push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
         goto enter_top;
     }
     DO_STEP(tvr_step_call_known);
 }
 at_call_native : {
-    const tvr_call_site& site = call_sites[op->c];
+    const tvr_call_site& site = frame->call_sites[op->c];
     if (site.native->intrinsic == tvr_intrinsic::size && site.operands.size() == 1) {
         const tvrvar* measured = row[site.operands[0]];
         if (measured->type == tvrvar_type_json && op->a != tvr_no_register &&
@@ -711,7 +708,7 @@ at_call_native : {
     DO_STEP(tvr_step_call_native);
 }
 at_call_method : {
-    const tvr_call_site& site = call_sites[op->c];
+    const tvr_call_site& site = frame->call_sites[op->c];
     tvr_class* self = known_receiver(site, REG(b));
     if (self != nullptr) {
         if (tvr_vm_context* callee =
@@ -727,7 +724,7 @@ at_call_method : {
     DO_STEP(tvr_step_call_method);
 }
 at_call_self : {
-    const tvr_call_site& site = call_sites[op->c];
+    const tvr_call_site& site = frame->call_sites[op->c];
     tvr_class* self = frame->self.get();
     if (self != nullptr && site.known_class.control_block() == self->definition.control_block()) {
         if (tvr_vm_context* callee =
@@ -748,7 +745,7 @@ at_give : {
     if (caller != nullptr && frame->result_mode == tvr_result_mode::keep &&
         copy_number(caller->cells[frame->result_cell], value)) {
         task.top = caller;
-        frame->machine->give_frame(*frame);
+        frame->machine->give_plain_frame(*frame);
         goto enter_top;
     }
     frame->next = op;

@@ -77,6 +77,7 @@ struct tvr_src_token;
         OP(index_keep)                             /* a = b[c]; keep both */                   \
         OP(index_optional)                         /* a = b[c]; missing is none, not made */   \
         OP(set_index)                              /* a[b] = c */                              \
+        OP(set_index_value)                        /* a[b] = c; a is a value in passing */     \
         OP(function)                               /* a = value of block site c */             \
         OP(capture)                                /* function a, keep, takes a copy of b */   \
         OP(bind_self)                              /* function a, keep, takes this */          \
@@ -137,6 +138,8 @@ struct tvr_call_site {
     std::vector<uint16_t> params;   // which parameter each is for; empty: in order
     uint64_t given = 0;             // parameters that get an argument, one bit each
     uint16_t nesting = 0;           // blocks that the call stands in, for the depth limit
+    int16_t plain_operands = -2;    // how many, given in order; -2 where params tells
+    bool of_place = false;          // the receiver is a variable, a member or an element
     tvr_program_block_routine* routine = nullptr;  // known when it was lowered
     tvr_function_def* native = nullptr;
     const std::string* name = nullptr;  // of a method
@@ -194,6 +197,8 @@ public:
     // Resets a frame's cells and keeps it for the next call, or frees it. Variables are none again;
     // numbers in parameters and temporaries stay, since those are written before they are read.
     inline void give_frame(tvr_vm_context& frame);  // cells.h
+    // The same at the end of a function that gives a number: its temporaries have all been read.
+    inline void give_plain_frame(tvr_vm_context& frame);
     void free_ready_frames();
 
     bool is_temporary(int reg) const { return reg >= num_variables; }
@@ -213,7 +218,7 @@ public:
     std::vector<block_site> block_sites;
     std::vector<handler> handlers;     // inner ones first
     std::vector<source_place> places;  // rising
-    bool any_by_reference = false;
+    int plain_params = -1;  // num_params; -1 where one is by reference
     bool no_except = false;
     bool has_globals = false;
 
@@ -231,6 +236,7 @@ public:
 
 private:
     tvr_vm_context* find_frame(tvr_task& base);
+    inline void keep_frame(tvr_vm_context& frame);
     static void release_more(tvr_vm_context& frame);
     tvr_vm_context* make_frame();
     void free_frame(tvr_vm_context& frame);

@@ -14,40 +14,22 @@
 //
 // It runs in its own folder, so that reports show short paths.
 
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "temporary_file.h"
+#include "tavro_run.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using words = std::vector<std::string>;
-
 std::string text_of(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
     return text.str();
-}
-
-words lines_of(const std::string& text) {
-    words lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
 }
 
 words words_of(const std::string& text) {
@@ -80,57 +62,6 @@ script_head head_of(const fs::path& script) {
     return head;
 }
 
-struct outcome {
-    int status = -1;  // exit status, or 128 and the signal
-    std::string out, err;
-};
-
-[[noreturn]] void become_tavro(const fs::path& tavro, const fs::path& script,
-                               const script_head& head) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a time-out ends the runner, and so the script
-    setenv("NO_COLOR", "1", 1);
-    unsetenv("TAVRO_PATH");
-    fs::current_path(script.parent_path());
-    words all{"tavro", "run"};
-    all.insert(all.end(), head.options.begin(), head.options.end());
-    all.push_back(script.filename());
-    all.insert(all.end(), head.args.begin(), head.args.end());
-    std::vector<char*> argv;
-    for (std::string& word : all) argv.push_back(word.data());
-    argv.push_back(nullptr);
-    execv(tavro.c_str(), argv.data());
-    std::perror(tavro.c_str());
-    _exit(127);
-}
-
-outcome run(const fs::path& tavro, const fs::path& script, const script_head& head) {
-    const temporary_file out, err;
-    const pid_t child = fork();
-    if (child == 0) {
-        dup2(out.descriptor(), STDOUT_FILENO);
-        dup2(err.descriptor(), STDERR_FILENO);
-        become_tavro(tavro, script, head);
-    }
-    int status = -1;
-    if (child < 0 || waitpid(child, &status, 0) != child) return {-1, "", "cannot run tavro"};
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out.text(),
-            err.text()};
-}
-
-bool same_output(const std::string& expected, const std::string& found) {
-    if (expected == found) return true;
-    const words wanted = lines_of(expected), given = lines_of(found);
-    size_t line = 0;
-    while (line < wanted.size() && line < given.size() && wanted[line] == given[line]) ++line;
-    const auto at = [&](const words& all) {
-        return line < all.size() ? "'" + all[line] + "'" : std::string("the end");
-    };
-    std::cout << "standard output, line " << line + 1 << ": expected " << at(wanted) << ", found "
-              << at(given) << "\n--- standard output:\n"
-              << found;
-    return false;
-}
-
 bool holds_in_order(const std::string& expected, const std::string& found) {
     size_t from = 0;
     for (const std::string& line : lines_of(expected)) {
@@ -152,7 +83,11 @@ bool same_errors(const fs::path& expectation, const std::string& found) {
 
 bool passes(const fs::path& tavro, const fs::path& script) {
     const script_head head = head_of(script);
-    const outcome found = run(tavro, script, head);
+    words arguments{"run"};
+    arguments.insert(arguments.end(), head.options.begin(), head.options.end());
+    arguments.push_back(script.filename());
+    arguments.insert(arguments.end(), head.args.begin(), head.args.end());
+    const outcome found = run_tavro(tavro, arguments, script.parent_path());
     bool good = same_output(text_of(fs::path(script).replace_extension(".out")), found.out);
     good = same_errors(fs::path(script).replace_extension(".err"), found.err) && good;
     if (found.status != head.status) {

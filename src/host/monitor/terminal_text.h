@@ -26,8 +26,6 @@ struct glyph {
 // give `replacement`, one for each of them; at least one byte is taken.
 char32_t take_code_point(std::string_view& rest);
 
-void append_utf8(std::string& out, char32_t c);
-
 // Cells of a code point: 0, 1 or 2; -1 for one that must not reach a terminal, such as an escape.
 int code_point_width(char32_t c);
 

@@ -1,0 +1,107 @@
+// How long a line takes from a relay's send to the session that it feeds.
+//
+//   relay_latency [COUNT]
+//
+// It forks: the child is a relay that sends a line each millisecond, the parent runs the endpoint
+// as the module does, thread, rests and all. A line carries its number, the moment at which each
+// was sent stands in shared memory, and the session's event bears the time at which it was fed.
+
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/clock.h"
+#include "deck/session.h"
+#include "net/base.h"
+#include "net/os_socket.h"
+#include "net/relay/relay.h"
+
+namespace {
+
+constexpr double give_up_s = 60;
+constexpr double ms_per_s = 1000.0;
+
+[[noreturn]] void fail(const char* why) {
+    std::fprintf(stderr, "relay_latency: %s\n", why);
+    std::_Exit(1);
+}
+
+// Sends its lines to whichever endpoint it meets on this machine.
+[[noreturn]] void be_relay(size_t count, double* sent_at) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    tvrnet_socket_options socket;
+    socket.mac = tvrnet_made_up_mac(uint64_t(getpid()));
+    socket.tell = false;
+    tvrnet_node_options options;
+    options.name = "relay_latency";
+    options.poll_interval_ms = 100;
+    for (int n = 0; n < 4; n++) {
+        options.peers.push_back({{127, 0, 0, 1}, uint16_t(deckbus::net::first_port + n)});
+    }
+    tvrnet_base node(std::make_unique<GenericOSUDPSocket>(socket), options);
+    if (!node.udp->init() || !node.udp->bind(0)) fail("no port");
+    double due = 0;
+    for (size_t next = 0;;) {
+        const double now = tvr_now_s();
+        const auto devices = node.connected_devices();
+        if (!devices.empty() && next < count && now >= due) {
+            const std::string line =
+                R"({"t":"beat","n":1,"bpm":12800,"beat":)" + std::to_string(next) + "}";
+            sent_at[next++] = tvr_now_s();
+            devices[0]->send_reliable("deckbus", line.data(), line.size(),
+                                      tvrnet_pkt_dataformat::text, false, 0);
+            due = now + 1 / ms_per_s;
+        }
+        node.update(uint64_t(tvr_now_s() * ms_per_s));
+        node.udp->wait(1);
+    }
+}
+
+std::vector<double> latencies_us(deckbus::session& session, deckbus::event_queue& queue,
+                                 size_t count, const double* sent_at) {
+    std::vector<double> us;
+    const double begun = tvr_now_s();
+    while (us.size() < count) {
+        if (tvr_now_s() - begun > give_up_s) fail("lines are missing");
+        for (const deckbus::event& e : session.take(queue)) {
+            if (e.kind != "beat") continue;
+            us.push_back((e.t - sent_at[e.data.at("beat").get<size_t>()]) * 1e6);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    std::sort(us.begin(), us.end());
+    return us;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const size_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 5000;
+    if (count == 0) fail("how many lines?");
+    void* shared = mmap(nullptr, count * sizeof(double), PROT_READ | PROT_WRITE,
+                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED) fail("no memory");
+    auto* sent_at = static_cast<double*>(shared);
+    const pid_t child = fork();
+    if (child < 0) fail("no process");
+    if (child == 0) be_relay(count, sent_at);
+    const auto session = deckbus::session::open_network();
+    const auto queue = session->attach();
+    deckbus::net::start(false);
+    const std::vector<double> us = latencies_us(*session, *queue, count, sent_at);
+    std::printf("line %zu median %.1f us p90 %.1f us p99 %.1f us max %.1f us\n", count,
+                us[count / 2], us[count * 9 / 10], us[count * 99 / 100], us.back());
+    std::fflush(stdout);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    std::_Exit(0);  // the endpoint's thread never ends
+}

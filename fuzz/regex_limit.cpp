@@ -1,0 +1,43 @@
+// Any bytes as a regular expression: what it is judged to need stays within the limits, and a text
+// of that length does not bring the matcher down.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "runtime/local/error_sink.h"
+#include "runtime/local/thread_local.h"
+#include "stdobj/regex_limit.h"
+#include "stdobj/regex_matcher.h"
+
+namespace {
+
+class silent_sink : public tvr_error_sink {
+public:
+    void on_runtime_error(const std::string&) override {}
+    void on_runtime_warning(const std::string&) override {}
+};
+
+}  // namespace
+
+// The first byte says how long the text is: the matcher's time, unlike its stack, has no bound, so
+// that only short ones are tried with patterns that repeat.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    constexpr size_t most_pattern = 64, most_text = 16;
+    if (size == 0) return 0;
+    silent_sink sink;
+    tvr_local().errors = &sink;
+    const std::string_view pattern(reinterpret_cast<const char*>(data) + 1, size - 1);
+    const tvr_regex_measure measure = tvr_measure_regex(pattern);
+    if (measure.limit > tvr_regex_plain_limit || measure.depth > pattern.size()) std::abort();
+    if (measure.limit < tvr_regex_plain_limit && measure.branches == 0) std::abort();
+    if (pattern.size() <= most_pattern && !measure.copies) {
+        const std::string text(data[0] % most_text, 'a');
+        tvr_run_regex("fuzz", pattern, text.size(),
+                      [&](const std::regex& regex) { std::regex_search(text, regex); });
+    }
+    tvr_local().errors = nullptr;
+    return 0;
+}

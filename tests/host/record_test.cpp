@@ -1,0 +1,113 @@
+// `tavro record`: what a board says, as a recording.
+
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "deck/recording.h"
+#include "host/line_recorder.h"
+#include "tavro_process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class recording : public testing::Test {
+protected:
+    recording() : path((fs::temp_directory_path() / ("record-" + std::to_string(getpid())))) {}
+    ~recording() override { fs::remove(path); }
+
+    const std::string path;
+    std::string error;
+};
+
+TEST(recorded_line, has_its_time_in_front) {
+    const struct {
+        const char* what;
+        const char* line;
+        const char* recorded;
+    } rows[] = {
+        {"a line", R"({"t":"hb","ms":1})", R"({"rx":1.500000,"t":"hb","ms":1})"},
+        {"an end of line that boards send", "{\"t\":\"hb\"}\r", R"({"rx":1.500000,"t":"hb"})"},
+        {"an empty object", "{ }", R"({"rx":1.500000 })"},
+        {"cut off", R"({"t":"be)", R"({"rx":1.500000,"t":"be)"},
+        {"what a board says when it starts", "rst:0x1 (POWERON)", "rst:0x1 (POWERON)"},
+        {"nothing", "", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(host::recorded_line(row.line, 1.5), row.recorded);
+    }
+}
+
+void say(deckbus::session& board, const std::string& line, double t) {
+    tvr_lock hold(board.mutex);
+    board.feed(line, t);
+}
+
+TEST_F(recording, holds_every_line_with_its_arrival) {
+    const auto board = deckbus::session::open_network();
+    {
+        host::line_recorder recorder(board);
+        const double start = deckbus::now_s();
+        ASSERT_TRUE(recorder.create(path, error)) << error;
+        say(*board, R"({"t":"hb","ms":1})", start + 1);
+        say(*board, "no line", start + 2);
+        ASSERT_TRUE(recorder.write(error)) << error;
+        say(*board, R"({"t":"warn","msg":"hot"})", start + 3);
+        ASSERT_TRUE(recorder.finish(error)) << error;
+        EXPECT_EQ(recorder.lines(), 3u);
+        EXPECT_EQ(recorder.bytes(), fs::file_size(path));
+    }
+    say(*board, R"({"t":"hb","ms":2})", deckbus::now_s());  // nobody records any more
+    const deckbus::recording read = deckbus::load_recording(path, error);
+    ASSERT_EQ(read.size(), 2u) << error;
+    EXPECT_NE(read[1].line.find(R"("t":"warn","msg":"hot"})"), std::string::npos);
+    EXPECT_NEAR(read[1].t - read[0].t, 2.0, 1e-5);
+}
+
+TEST_F(recording, leaves_a_file_alone_that_exists) {
+    std::ofstream(path) << "precious";
+    host::line_recorder recorder(deckbus::session::open_network());
+    EXPECT_FALSE(recorder.create(path, error));
+    EXPECT_EQ(error, path + " exists already");
+    EXPECT_FALSE(recorder.create("/nowhere/set.jsonl", error));
+    EXPECT_EQ(error, "Cannot write /nowhere/set.jsonl: No such file or directory");
+    EXPECT_EQ(fs::file_size(path), 8u);
+}
+
+TEST_F(recording, a_board_is_written_down_until_a_signal) {
+    int board = -1, other_end = -1;
+    char port[128];
+    termios raw{};
+    cfmakeraw(&raw);
+    ASSERT_EQ(openpty(&board, &other_end, port, &raw, nullptr), 0);
+    const pid_t child = fork();
+    if (child == 0) host::test::become_tavro({"record", port, "-o", path});
+    // The first line is heard once the port is open; before, the terminal keeps it.
+    const std::string line = "{\"t\":\"warn\",\"msg\":\"hot\"}\n";
+    deckbus::recording read;
+    while (read.size() < 3 && write(board, line.data(), line.size()) > 0) {
+        usleep(10000);
+        read = deckbus::load_recording(path, error);
+    }
+    kill(child, SIGINT);
+    EXPECT_EQ(host::test::wait_for(child), 0);
+    EXPECT_GE(deckbus::load_recording(path, error).size(), 3u);
+    close(board);
+    close(other_end);
+}
+
+TEST(record, refuses_what_is_no_board) {
+    const auto found = host::test::run({"record", "/nowhere/set.jsonl", "-o", "x"});
+    EXPECT_EQ(found.status, 1);
+    EXPECT_EQ(found.err, "tavro: /nowhere/set.jsonl is no board\n");
+    EXPECT_EQ(host::test::run({"record", "auto"}).status, 2);
+}
+
+}  // namespace

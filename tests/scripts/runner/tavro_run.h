@@ -1,0 +1,23 @@
+#pragma once
+
+// One run of the tavro program, and how what it said differs from what it should have. One thread.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using words = std::vector<std::string>;
+
+words lines_of(const std::string& text);
+
+struct outcome {
+    int status = -1;  // exit status, or 128 and the signal
+    std::string out, err;
+};
+
+// Runs it with these arguments in a folder, without colours, until it ends.
+outcome run_tavro(const std::filesystem::path& tavro, const words& arguments,
+                  const std::filesystem::path& folder);
+
+// False, with the first difference told on standard output.
+bool same_output(const std::string& expected, const std::string& found);

@@ -7,6 +7,7 @@
 
 #include "frontend/syntax/lexer.h"
 #include "frontend/syntax/string_escape.h"
+#include "kernel/script/kernel_extract.h"
 #include "runtime/filesys/filesys.h"
 #include "runtime/local/thread_local.h"
 #include "runtime/log/log.h"
@@ -81,6 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     compile(text, nullptr);
     echo_hook hook;
     compile(text, &hook);
+    tvr_kernel_extract kernels;
+    compile(text, &kernels);
     tvr_local().filesys = nullptr;
     demand(tvr_unescape_string(tvr_escape_string(text)) == text);
     return 0;

@@ -13,12 +13,12 @@ _tavro() {
     local run_options="-I --strict --strict-errors --max-call-depth --allow --fps --for -v -q"
     if ((COMP_CWORD == 1)); then
         mapfile -t COMPREPLY < <(
-            compgen -W "run eval check disasm docs repl monitor --help --version" -- "$word")
+            compgen -W "run eval check disasm docs repl monitor record texture --help --version" -- "$word")
         return
     fi
     case $before in
         -I) mapfile -t COMPREPLY < <(compgen -d -- "$word"); return ;;
-        --max-call-depth | --allow | --fps | --for | --speed) return ;;
+        --max-call-depth | --allow | --fps | --for | --speed | --deck | --at) return ;;
     esac
     local options=
     case ${COMP_WORDS[1]} in
@@ -26,6 +26,8 @@ _tavro() {
         check) options="-I --ast --strict-errors -v" ;;
         disasm | repl) options="-I -v" ;;
         monitor) options="--speed --once --for --json --png" ;;
+        record) options="-o --for" ;;
+        texture) options="-o --deck --at" ;;
         docs) mapfile -t COMPREPLY < <(compgen -W "$(_tavro_paths "$word")" -- "$word"); return ;;
     esac
     if [[ $word == -* ]]; then

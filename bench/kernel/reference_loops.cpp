@@ -79,3 +79,20 @@ void ref_blend(const uint8_t* top, uint8_t* bottom, size_t begin, size_t end) {
         bottom[4 * i + 3] = (uint8_t)(a + bottom[4 * i + 3] * (255 - a) / 255);
     }
 }
+
+static uint8_t channel(float v) {
+    return (uint8_t)(v < 0.0f ? 0.0f : v > 255.0f ? 255.0f : v);
+}
+
+void ref_effect(const uint8_t* in, uint8_t* out, size_t width, float level, float tint,
+                size_t begin, size_t end) {
+    for (size_t i = begin; i < end; ++i) {
+        const float x = (float)(i % width) * 0.001f - 0.96f,
+                    y = (float)(i / width) * 0.001f - 0.54f;
+        const float v = 1.0f - (x * x + y * y) * level, red = in[4 * i];
+        out[4 * i] = channel(red * v + tint);
+        out[4 * i + 1] = channel((float)in[4 * i + 1] * v + red * 0.1f);
+        out[4 * i + 2] = channel((float)in[4 * i + 2] * v - tint);
+        out[4 * i + 3] = in[4 * i + 3];
+    }
+}

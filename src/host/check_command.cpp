@@ -53,6 +53,7 @@ void add_check(CLI::App& app, command_run& chosen) {
     CLI::App* command = app.add_subcommand("check", "compile scripts and say what is wrong");
     command->add_option("FILE", asked->files, "scripts; - is standard input")->required();
     command->add_flag("--ast", asked->print_trees, "print the syntax trees, and check no more");
+    command->add_flag("--strict", asked->options.strict, "check types, which is the default here");
     command->add_flag("--strict-errors", asked->options.strict_errors,
                       "findings of the type check are errors");
     add_path_options(*command, asked->options);

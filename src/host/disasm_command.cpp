@@ -1,4 +1,4 @@
-// `tavro disasm FILE`: a program's bytecode.
+// `tavro disasm FILE`: the bytecode of a program and of its kernels.
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -8,6 +8,7 @@
 #include "host/command.h"
 #include "host/script_log.h"
 #include "host/script_options.h"
+#include "kernel/unit.h"
 #include "runtime/script/script.h"
 
 namespace host {
@@ -32,6 +33,11 @@ int disassemble(const disasm_request& asked) {
         script.create_program_from_source(std::move(text), script_name(asked.file));
     if (!program) return exit_failed;
     log.on_cout(tvr_disassemble(*program));
+    if (program->kernels != nullptr) {
+        for (const auto& kernel : program->kernels->kernels) {
+            log.on_cout(kernel.program->disassemble());
+        }
+    }
     log.flush();
     return exit_ok;
 }

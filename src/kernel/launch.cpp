@@ -1,31 +1,54 @@
 #include "kernel/launch.h"
 
+#include <thread>
+
 #include "kernel/lane_runner.h"
 #include "kernel/process.h"
+
+namespace {
+
+// For signal handlers too: a launch that is taken out of the list meanwhile waits for the walker.
+template <typename F>
+void each_launch(F visit) {
+    tvrk_process& process = tvrk_the_process();
+    process.launch_walkers.fetch_add(1);
+    tvrk_launch* at = process.first_launch.load();
+    for (; at != nullptr; at = at->next_launch.load()) visit(*at);
+    process.launch_walkers.fetch_sub(1);
+}
+
+}  // namespace
 
 tvrk_launch::tvrk_launch() {
     tvrk_process& process = tvrk_the_process();
     tvr_lock hold(process.launch_mutex);
-    next_launch = process.first_launch;
-    if (next_launch != nullptr) next_launch->previous_launch = this;
-    process.first_launch = this;
+    tvrk_launch* following = process.first_launch.load();
+    next_launch.store(following);
+    link_to_this = &process.first_launch;
+    if (following != nullptr) following->link_to_this = &next_launch;
+    process.first_launch.store(this);
 }
 
 tvrk_launch::~tvrk_launch() {
     tvrk_process& process = tvrk_the_process();
-    tvr_lock hold(process.launch_mutex);
-    if (next_launch != nullptr) next_launch->previous_launch = previous_launch;
-    if (previous_launch != nullptr) {
-        previous_launch->next_launch = next_launch;
-    } else {
-        process.first_launch = next_launch;
+    {
+        tvr_lock hold(process.launch_mutex);
+        tvrk_launch* following = next_launch.load();
+        link_to_this->store(following);
+        if (following != nullptr) following->link_to_this = link_to_this;
     }
+    // Walks are as short as the list, and rare: they belong to the end of a run.
+    while (process.launch_walkers.load() != 0) std::this_thread::yield();
 }
 
 void tvrk_abort_all() {
-    tvrk_process& process = tvrk_the_process();
-    tvr_lock hold(process.launch_mutex);
-    for (tvrk_launch* l = process.first_launch; l != nullptr; l = l->next_launch) l->abort = true;
+    each_launch([](tvrk_launch& launch) { launch.abort = true; });
+}
+
+void tvrk_abort_all(const void* maker) {
+    each_launch([maker](tvrk_launch& launch) {
+        if (launch.made_by.load() == maker) launch.abort = true;
+    });
 }
 
 void tvrk_launch::setup(std::shared_ptr<const tvrk_unit> owner, const tvrk_program& kernel,

@@ -68,10 +68,16 @@ struct tvrk_launch : std::enable_shared_from_this<tvrk_launch> {
     std::mutex mutex;                     // for wait() alone
     std::condition_variable all_left;
 
-    tvrk_launch* previous_launch = nullptr;  // the list of all launches, under its own mutex
-    tvrk_launch* next_launch = nullptr;
+    // For tvrk_abort_all(); null for nobody in particular.
+    std::atomic<const void*> made_by{nullptr};
+
+    // The list of all launches: changed under its mutex, walked without.
+    std::atomic<tvrk_launch*>* link_to_this = nullptr;
+    std::atomic<tvrk_launch*> next_launch{nullptr};
 };
 static_assert(sizeof(std::atomic<bool>) == 1 && std::atomic<bool>::is_always_lock_free);
 
-// Sets `abort` on every launch that exists, before a shutdown waits for them. Thread: any.
+// Sets `abort` on every launch that exists, or on those of one maker, before somebody waits for
+// them. Takes no lock and allocates nothing. Thread: any, and signal handlers.
 void tvrk_abort_all();
+void tvrk_abort_all(const void* maker);

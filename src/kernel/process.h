@@ -32,8 +32,9 @@ struct tvrk_process {
     std::string directory TVR_GUARDED_BY(native_mutex);
     std::map<uint64_t, tvrk_native_function> ahead_of_time TVR_GUARDED_BY(native_mutex);
 
-    tvr_mutex launch_mutex;  // nothing is taken under it
-    tvrk_launch* first_launch TVR_GUARDED_BY(launch_mutex) = nullptr;
+    tvr_mutex launch_mutex;  // of changes to the list; nothing is taken under it
+    std::atomic<tvrk_launch*> first_launch{nullptr};
+    std::atomic<uint32_t> launch_walkers{0};  // who goes through the list at this moment
 };
 
 inline tvrk_process& tvrk_the_process() {

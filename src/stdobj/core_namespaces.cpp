@@ -1,6 +1,7 @@
 #include "stdobj/core_namespaces.h"
 
 #include "base/forever.h"
+#include "kernel/script/std_kernel.h"
 #include "runtime/object/namespaces.h"
 #include "runtime/script/global.h"
 
@@ -13,6 +14,7 @@ void fill_std(tvr_namespace& std) {
     tvr_fill_std_host(std);
     tvr_fill_std_classes(std);
     tvr_fill_std_binary(std);
+    tvr_fill_std_kernel(std);
     tvr_fill_std_math(std.child("math"));
     tvr_fill_std_random(std.child("random"));
     tvr_fill_std_file(std.child("file"));

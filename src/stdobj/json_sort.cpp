@@ -35,10 +35,14 @@ struct key_record {
     uint32_t place;
 };
 
+// What an entry is sorted by, in a column of numbers or in one with texts.
 struct member_record {
     enum kind : uint8_t { number, text, none };
 
-    double value = 0;
+    union {
+        double value = 0;
+        uint64_t head;  // the first bytes of its text, so that most texts compare as numbers
+    };
     uint32_t place = 0;
     kind is = none;
 };
@@ -94,35 +98,75 @@ void sort_stable(std::vector<RECORD>& records, LESS less) {
     merge_sort<RECORD, LESS>(records, less).run();
 }
 
-// The member of a value, none without one. A json does not grow by being asked.
+// The member of a value; an empty handle without one. A json does not grow by being asked.
 tvrvar_shared member_of(tvrvar& variable, std::string_view key) {
     const tvr_plain_value value(variable);
-    if (auto* json = value->object<tvr_std_json>()) {
-        tvrvar* found = json->find(key);
-        return found != nullptr ? found->deref() : tvrvar_shared::make();
+    if (value->type == tvrvar_type_json) {
+        tvrvar* found = static_cast<tvr_std_json*>(value->block->object)->find(key);
+        return tvrvar_shared(found);
     }
-    if (!value->has_member(key)) return tvrvar_shared::make();
-    return value->get_member(key)->deref();
+    return value->has_member(key) ? value->get_member(key) : tvrvar_shared();
+}
+
+// What the next values are made of is asked for before it is looked at: behind an entry stand a
+// variable, a block, a json and its entries, each somewhere else in memory. Inline, as gcc takes
+// calls of a function that does nothing else for superfluous.
+[[gnu::always_inline]] inline void fetch_ahead(const std::vector<entry>& entries, size_t at) {
+    constexpr size_t step = 12;
+    const auto json_at = [&](size_t place) -> tvr_std_json* {
+        const tvrvar* value = place < entries.size() ? entries[place].value.get() : nullptr;
+        const bool is_json = value != nullptr && value->type == tvrvar_type_json;
+        return is_json ? static_cast<tvr_std_json*>(value->block->object) : nullptr;
+    };
+    const size_t last = entries.size() - 1;
+    __builtin_prefetch(entries[std::min(at + 5 * step, last)].value.get());
+    const tvrvar* value = entries[std::min(at + 4 * step, last)].value.get();
+    if (value->type == tvrvar_type_json) __builtin_prefetch(value->block);
+    if (const tvr_std_json* json = json_at(at + 3 * step)) {
+        __builtin_prefetch(&json->entries);
+        __builtin_prefetch(json + 1);  // its last fields lie on another line
+    }
+    if (const tvr_std_json* json = json_at(at + 2 * step)) {
+        __builtin_prefetch(json->entries.data());
+    }
+    const tvr_std_json* json = json_at(at + step);
+    if (json == nullptr || json->entries.empty()) return;
+    __builtin_prefetch(json->entries.front().key.address());
+    __builtin_prefetch(json->entries.front().value.get());
+}
+
+// The first bytes of a text as a number that is ordered like them.
+uint64_t head_of(std::string_view text) {
+    uint64_t head = 0;
+    for (size_t i = 0; i < sizeof head; ++i) {
+        head = head << 8 | (i < text.size() ? uint8_t(text[i]) : 0U);
+    }
+    return head;
 }
 
 // What the entries are sorted by.
 class member_column {
 public:
-    member_column(tvr_std_json& json, std::string_view key, size_t count) {
-        for (size_t i = 0; i < count; ++i) {
+    member_column(tvr_std_json& sorted, std::string_view by, size_t count)
+        : json(sorted), key(by), records(count) {
+        for (size_t i = 0; i < count && i < json.size(); ++i) {
+            fetch_ahead(json.entries, i);
+            records[i].place = uint32_t(i);
             const tvrvar_shared entry_value = json.entries[i].value;
-            add(member_of(*entry_value, key), uint32_t(i));
+            if (const tvrvar_shared member = member_of(*entry_value, key)) read(*member, i);
         }
+        if (!texts.empty()) add_texts_of_numbers();
     }
 
     const std::vector<member_record>& sort(bool descending) {
-        if (only_numbers) {
-            sort_by(descending, [](const member_record& a, const member_record& b) {
-                return a.value < b.value;
-            });
+        using record = member_record;
+        if (texts.empty()) {
+            sort_by(descending, [](const record& a, const record& b) { return a.value < b.value; });
         } else {
-            sort_by(descending, [this](const member_record& a, const member_record& b) {
-                if (a.is == b.is && a.is == member_record::number) return a.value < b.value;
+            sort_by(descending, [this](const record& a, const record& b) {
+                const bool numbers_both = a.is == record::number && b.is == record::number;
+                if (numbers_both) return numbers[a.place] < numbers[b.place];
+                if (a.head != b.head) return a.head < b.head;
                 return texts[a.place] < texts[b.place];
             });
         }
@@ -130,37 +174,56 @@ public:
     }
 
 private:
-    using kind = member_record::kind;
-
-    void add(const tvrvar_shared& member, uint32_t place) {
-        member_record record{.place = place};
-        if (member->is_number()) {
-            record = {member->float_value(), place, member_record::number};
-        } else if (!member->is_none()) {
-            record.is = member_record::text;
-            only_numbers = false;
+    void read(tvrvar& member, size_t place) {
+        const tvr_plain_value value(member);
+        if (value->is_none()) return;
+        if (value->is_number()) {
+            records[place].value = value->float_value();
+            records[place].is = member_record::number;
+        } else {
+            texts.resize(records.size());
+            set_text(*value, place);
+            records[place].is = member_record::text;
         }
-        records.push_back(record);
-        members.push_back(member);
     }
 
+    void set_text(tvrvar& value, size_t place) {
+        value.string_value(texts[place]);
+        records[place].head = head_of(texts[place]);
+    }
+
+    // Among texts a number is one as well.
+    void add_texts_of_numbers() {
+        numbers.resize(records.size());
+        for (size_t i = 0; i < records.size() && i < json.size(); ++i) {
+            if (records[i].is != member_record::number) continue;
+            numbers[i] = records[i].value;
+            const tvrvar_shared entry_value = json.entries[i].value;
+            if (const tvrvar_shared member = member_of(*entry_value, key)) set_text(*member, i);
+        }
+    }
+
+    // Those without the member stay out of it, and stand behind.
     template <typename LESS>
     void sort_by(bool descending, LESS less) {
-        if (!only_numbers) {
-            for (const tvrvar_shared& member : members) texts.push_back(member->string_value());
-        }
         using record = member_record;
-        sort_stable(records, [less, descending](const record& a, const record& b) {
-            if (a.is == record::none || b.is == record::none)
-                return a.is < b.is && b.is == record::none;
-            return descending ? less(b, a) : less(a, b);
-        });
+        const auto has_one = [](const record& r) { return r.is != record::none; };
+        const auto rest = std::stable_partition(records.begin(), records.end(), has_one);
+        const std::vector<record> without(rest, records.end());
+        records.erase(rest, records.end());
+        if (descending) {
+            sort_stable(records, [less](const record& a, const record& b) { return less(b, a); });
+        } else {
+            sort_stable(records, less);
+        }
+        records.insert(records.end(), without.begin(), without.end());
     }
 
+    tvr_std_json& json;
+    const std::string_view key;
     std::vector<member_record> records;
-    std::vector<tvrvar_shared> members;  // by place
-    std::vector<std::string> texts;      // by place; empty while there are only numbers
-    bool only_numbers = true;
+    std::vector<std::string> texts;  // by place; empty while there are only numbers
+    std::vector<double> numbers;     // by place, among texts
 };
 
 }  // namespace

@@ -20,7 +20,7 @@ tvrvar_shared new_json() {
 }
 
 // Assigns a value to a new entry.
-void add_entry(json& to, std::string_view key, tvrvar& value) {
+void add_entry(json& to, const tvr_json_key& key, tvrvar& value) {
     to.create_member(key)->set(value);
 }
 
@@ -53,7 +53,7 @@ tvrvar_shared filter_values(tvrobject_base* object, tvr_vm_context&, tvr_native_
     const tvrvar_shared made = new_json();
     json& found = made->as_json(false);
     for (const json::entry& e : tvr_json_self(object).entries) {
-        if (filter.matches(e.value->string_view())) add_entry(found, e.name(), *e.value);
+        if (filter.matches(e.value->string_view())) add_entry(found, e.key, *e.value);
     }
     return made;
 }
@@ -69,11 +69,11 @@ void take_entries(json& self, const json& other, bool overwrite, keyless others)
     const size_t count = other.size();
     for (size_t i = 0; i < count && i < other.size(); ++i) {
         const tvrvar_shared value = other.entries[i].value;
-        const std::string key(other.entries[i].name());
-        if (key.empty()) {
+        const tvr_json_key key = other.entries[i].key;
+        if (!key) {
             if (others == keyless::appended) add_entry(self, {}, *value);
-        } else if (overwrite || !self.has(key)) {
-            self.get_member(key)->set(*value);
+        } else if (overwrite || !self.has(key.text())) {
+            self.get_member(key.text())->set(*value);
         }
     }
 }
@@ -171,8 +171,8 @@ tvrvar_shared tvr_filter_keys(const tvr_std_json& self, const tvr_text_filter& f
     json& found = made->as_json(false);
     for (size_t i = 0; i < self.size(); ++i) {
         const tvrvar_shared value = self.entries[i].value;
-        const std::string key(self.entries[i].name());
-        if (!key.empty() && filter.matches(key)) add_entry(found, key, *value);
+        const tvr_json_key key = self.entries[i].key;
+        if (key && filter.matches(key.text())) add_entry(found, key, *value);
     }
     return made;
 }

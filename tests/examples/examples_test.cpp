@@ -1,11 +1,14 @@
 // The example scripts, run as people run them.
 
 #include <gtest/gtest.h>
+#include <png.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <set>
+#include <vector>
 
 #include "../host/tavro_process.h"
 #include "../tools/sim_process.h"
@@ -74,6 +77,39 @@ TEST(examples, drop_lets_the_light_grow_and_flashes) {
     in_pipe run(script("drop.tvio", {set, "20"}), "DROP on deck 1 beat 97\n");
     EXPECT_EQ(stopped(run), 0);
     EXPECT_NE(run.got.find("█·"), std::string::npos) << run.got;
+}
+
+// The pixels of a PNG file, checksums and all; empty when there is something wrong with it.
+std::vector<uint8_t> pixels_of(const std::string& path, uint32_t width, uint32_t height) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&image, path.c_str()) == 0) return {};
+    image.format = PNG_FORMAT_RGB;
+    std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(image));
+    const bool good = image.width == width && image.height == height &&
+                      png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr) != 0;
+    return good ? pixels : std::vector<uint8_t>();
+}
+
+TEST(examples, visuals_makes_pictures) {
+    const scratch folder;
+    const std::string pictures = folder.path("pictures");
+    in_pipe run(script("visuals.tvio", {set, "20", pictures}), "/1003.png\n");
+    EXPECT_EQ(stopped(run), 0);
+    const auto first = pixels_of(pictures + "/1002.png", 640, 360);
+    const auto second = pixels_of(pictures + "/1003.png", 640, 360);
+    EXPECT_EQ(first.size(), 640u * 360 * 3) << run.got;
+    EXPECT_NE(first, second);
+    EXPECT_GT(std::set<uint8_t>(first.begin(), first.end()).size(), 50u);
+}
+
+TEST(examples, visuals_draws_in_the_terminal) {
+    in_pipe run(script("visuals.tvio", {set, "20"}), "\x1b[29A\n");
+    EXPECT_EQ(stopped(run), 0);
+    const std::string picture = run.got.substr(0, run.got.find("\x1b[29A"));
+    EXPECT_EQ(picture.size(), (100u * 39 + 5) * 28);
+    EXPECT_EQ(picture.find('\0'), std::string::npos);
+    EXPECT_TRUE(picture.ends_with("m▀\x1b[0m\n"));
 }
 
 TEST(examples, unplugged_goes_on_by_heart) {

@@ -134,17 +134,19 @@ TEST(declarations, may_not_be_included_into_a_block) {
 }
 
 TEST(launches, stand_where_a_statement_or_value_may) {
-    const std::string launch =
-        "launch\n  variable k\n  function_call_param\n    variable b\n  domain: variable n\n";
-    EXPECT_EQ(front_end().tree("launch k(b) : n;"), launch);
-    EXPECT_EQ(front_end().tree("launch async(b) : n;").find("launch\n  variable async\n"), 0u);
-    EXPECT_EQ(front_end().tree("launch async k.m(b) : [w, h];"),
-              "launch async\n  json_literal .m\n    variable k\n  function_call_param\n"
-              "    variable b\n  domain: initializer_list\n    initializer_list_add\n"
-              "      variable w\n    initializer_list_add\n      variable h\n");
-    for (const char* source : {"x = launch k(b) : n;", "def f() { return launch k(b) : n; }",
-                               "if (a) launch k(b) : n;", "x = launch k(b) : a ? c : d;"})
-        EXPECT_NE(front_end().tree(source).find("launch\n"), std::string::npos) << source;
+    const std::pair<const char*, const char*> rows[] = {
+        {"launch k(b, c) : n;", "k.launch(n, b, c);"},
+        {"launch k() : n + 1;", "k.launch(n + 1);"},
+        {"launch async(b) : n;", "async.launch(n, b);"},
+        {"launch async k.m(b) : [w, h];", "k.m.launch_async([w, h], b);"},
+        {"launch async async(b) : n;", "async.launch_async(n, b);"},
+        {"x = launch k(b) : a ? c : d;", "x = k.launch(a ? c : d, b);"},
+        {"x += launch k(b) : n;", "x += k.launch(n, b);"},
+        {"def f() { return launch k(b) : n; }", "def f() { return k.launch(n, b); }"},
+        {"if (a) launch k(b) : n;", "if (a) k.launch(n, b);"},
+    };
+    for (const auto& [source, same] : rows)
+        EXPECT_EQ(front_end().tree(source), front_end().tree(same)) << source;
 }
 
 TEST(launches, errors) {

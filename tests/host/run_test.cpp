@@ -232,10 +232,13 @@ TEST(check, compiles_and_runs_nothing) {
 }
 
 TEST(disasm, prints_the_program) {
-    const outcome o = run({"disasm", "-"}, "def twice(a) { return a + a; }\ntwice(2);\n");
+    const outcome o = run({"disasm", "-"},
+                          "def twice(a) { return a + a; }\ntwice(2);\n"
+                          "kernel void mark(u8* p) { p[gid] = 1; }\n");
     EXPECT_EQ(o.status, 0);
     EXPECT_NE(o.out.find("twice"), std::string::npos);
     EXPECT_NE(o.out.find("end_return"), std::string::npos);
+    EXPECT_NE(o.out.find("kernel mark(u8* p -> p0)"), std::string::npos);
 }
 
 TEST(docs, tells_what_is_registered) {

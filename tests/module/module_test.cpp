@@ -164,6 +164,57 @@ TEST_F(testmod, its_class_is_at_home_in_scripts) {
     }
 }
 
+TEST_F(testmod, kernels_draw_into_its_bitmaps) {
+    const char* kernels =
+        "std.kernel_jit(\"off\");\n"
+        "kernel struct Rgba { u8 r; u8 g; u8 b; u8 a; }\n"
+        "kernel void draw(Rgba* to) { to[gid].g = u8(gid); }\n"
+        "kernel i64 sum(const u8* from) reduce(+) { return i64(from[gid]); }\n"
+        "p = bitmap(4, 4);\n";
+    const struct {
+        const char* what;
+        const char* text;
+        const char* printed;
+    } rows[] = {
+        {"written and read", "draw.launch(4, p); std.print(p.at(13), sum.launch(16, p));", "3 6|"},
+        {"as long as its bytes", "try { draw.launch(5, p); } catch (e) { std.print(e); }",
+         "kernel 'draw' failed at <memory>:4 (gid 4): index 4 is out of bounds of 'to' (4 "
+         "elements)|"},
+        {"locked for everybody",
+         "j = draw.launch_async(4, p);\n"
+         "try { p.at(0); } catch (e) { std.print(e); }\n"
+         "try { sum.launch(1, p); } catch (e) { std.print(e); }\n"
+         "j.wait(); std.print(p.at(5));",
+         "testmod.bitmap is in use by a running kernel launch (call wait() on the launch first)|"
+         "kernel 'sum': argument 1 ('from') the testmod.bitmap is already used by another running "
+         "kernel launch|1|"},
+        {"locked for writers",
+         "j = sum.launch_async(4, p); std.print(p.at(0));\n"
+         "try { p.resize(1000); } catch (e) { std.print(e); }\n"
+         "try { draw.launch(1, p); } catch (e) { std.print(e); }\n"
+         "p = None; std.print(j.wait());",
+         "0|testmod.bitmap is in use by a running kernel launch (call wait() on the launch first)|"
+         "kernel 'draw': argument 1 ('to') the testmod.bitmap is already used by another running "
+         "kernel launch|0|"},
+        {"read only",
+         "p.freeze(); std.print(sum.launch(16, p));\n"
+         "try { draw.launch(1, p); } catch (e) { std.print(e); }\n"
+         "try { Rgba.set(p, 0, \"r\", 1); } catch (e) { std.print(e); }",
+         "0|kernel 'draw': argument 1 ('to') the memory of testmod.bitmap is not writable (declare "
+         "the parameter as const)|the memory of testmod.bitmap is not writable|"},
+        {"fields",
+         "Rgba.write(p, 3, [\"b\": 9]); std.print(Rgba.count(p), Rgba.get(p, 3, \"b\"), "
+         "p.at(14), Rgba.read(p, 3));",
+         "4 9 9 {\"r\":0,\"g\":0,\"b\":9,\"a\":0}|"},
+        {"no memory", "try { sum.launch(1, lamp()); } catch (e) { std.print(e); }",
+         "kernel 'sum': argument 1 ('from') expects a std.buffer but got testmod.lamp|"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(run(std::string(kernels) + row.text), row.printed);
+    }
+}
+
 // Also in an interpreter that knows the namespace since another one has loaded it.
 TEST_F(testmod, its_scripts_are_found_once_it_is_loaded) {
     const char* text =

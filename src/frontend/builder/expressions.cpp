@@ -27,8 +27,6 @@ bool tvr_asm_builder::compile_value(const tvr_ast_node& node, access mode) {
     case node_type::node_function_def: return compile_lambda(node.as<tvr_ast_node_function_def>());
     case node_type::node_initializer_list:
         return compile_list(node.as<tvr_ast_node_initializer_list>());
-    case node_type::node_launch:
-        return refuse(node.start, "Cannot compile instruction, not implemented.");
     default: return refuse(node.start, "Invalid command type: ", tvr_ast_node_type_name(node.type));
     }
 }

@@ -75,11 +75,6 @@ void append_group_parts(const tvr_ast_node& node, node_stack& into) {
     case node_type::node_initializer_list_add:
         append(node.as<tvr_ast_node_initializer_list_add>().value, into);
         break;
-    case node_type::node_launch:
-        append(node.as<tvr_ast_node_launch>().callee, into);
-        append_list(node.as<tvr_ast_node_launch>().params, into);
-        append(node.as<tvr_ast_node_launch>().domain, into);
-        break;
     default: append_statement_parts(node, into); break;
     }
 }

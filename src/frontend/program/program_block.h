@@ -29,6 +29,7 @@ class tvr_machine_code;
 class tvr_program_block_class;
 class tvr_program_block_root;
 class tvr_task;
+struct tvrk_unit;
 
 // Deletes what the machine keeps with a routine; vm/machine_code.h knows what that is.
 struct tvr_machine_code_delete {
@@ -141,6 +142,7 @@ public:
     std::vector<std::string> strings;
     std::unordered_map<std::string_view, uint32_t> string_places;  // of strings' texts
     std::shared_ptr<const tvr_ast> ast;  // keeps the tokens that reports point at
+    std::shared_ptr<const tvrk_unit> kernels;  // of its kernel declarations; null for none
 };
 
 // Its variables are the members, those of the bases first; its code sets their first values.

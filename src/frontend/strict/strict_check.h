@@ -23,6 +23,7 @@ public:
 
 private:
     std::unique_ptr<tvr_strict_checker_impl> impl;
+    bool as_errors;  // findings end the compile
 };
 
 // Runs the checker where strict mode or the source asks for it. False when there were findings and

@@ -48,8 +48,7 @@
     NODE(continue)             \
     NODE(initializer_list)     \
     NODE(initializer_list_add) \
-    NODE(using_namespace)      \
-    NODE(launch)
+    NODE(using_namespace)
 
 enum class tvr_ast_node_type : uint8_t {
 #define TVR_NODE_TYPE(name) node_##name,
@@ -185,6 +184,7 @@ struct tvr_ast_node_function_call_param : tvr_ast_node {
     tvr_ast_node* value;
 };
 
+// Also `launch callee(params) : domain`, which is callee.launch(domain, params).
 struct tvr_ast_node_function_call : tvr_ast_node {
     TVR_NODE(function_call);
     tvr_ast_node* callee;
@@ -289,15 +289,6 @@ struct tvr_ast_node_using_namespace : tvr_ast_node {
     TVR_NODE(using_namespace);
     tvr_ast_list<const tvr_src_token*> path;
     bool import;
-};
-
-// launch callee(params) : domain;  launch async callee(params) : domain;
-struct tvr_ast_node_launch : tvr_ast_node {
-    TVR_NODE(launch);
-    tvr_ast_node* callee;  // a name or a path of names
-    tvr_ast_list<tvr_ast_node_function_call_param*> params;
-    tvr_ast_node* domain;
-    bool async;
 };
 
 #undef TVR_NODE

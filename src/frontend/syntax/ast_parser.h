@@ -151,6 +151,10 @@ private:
     tvr_ast_node* parse_call_param(cursor& row);
     static bool is_launch(const cursor& row);
     tvr_ast_node* parse_launch(cursor& row);
+    const tvr_src_token* renamed(const tvr_src_token& token, std::string_view text);
+    tvr_ast_node* make_launch(tvr_ast_node* kernel, const tvr_src_token* method,
+                              tvr_ast_node* domain,
+                              tvr_ast_list<tvr_ast_node_function_call_param*> args);
 
     // The same of names only.
     tvr_ast_list<const tvr_src_token*> take_names(size_t mark) {

@@ -124,7 +124,6 @@ std::string details(const tvr_ast_node& node) {
         const auto& node_using = node.as<tvr_ast_node_using_namespace>();
         return tvr_join(node_using.import ? "import " : "", names_text(node_using.path, "."));
     }
-    case type::node_launch: return node.as<tvr_ast_node_launch>().async ? "async" : "";
     default: return operand_text(node);
     }
 }
@@ -237,11 +236,6 @@ private:
             add(node.as<tvr_ast_node_try_catch>().catch_body, "catch");
             break;
         case type::node_return: add(node.as<tvr_ast_node_return>().value); break;
-        case type::node_launch:
-            add(node.as<tvr_ast_node_launch>().callee);
-            add(node.as<tvr_ast_node_launch>().params);
-            add(node.as<tvr_ast_node_launch>().domain, "domain");
-            break;
         default: break;
         }
     }

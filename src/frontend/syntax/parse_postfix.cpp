@@ -111,10 +111,11 @@ bool tvr_ast_parser::is_launch(const cursor& row) {
     return look.here() == code::round_open;
 }
 
+// `launch k(args) : domain` is k.launch(domain, args).
 tvr_ast_node* tvr_ast_parser::parse_launch(cursor& row) {
-    auto* node = ast.make<tvr_ast_node_launch>(row.take());
-    node->async = row.here() == code::word_async && tvr_is_name(row.following());
-    if (node->async) row.take();
+    const tvr_src_token* method = row.take();
+    if (row.here() == code::word_async && tvr_is_name(row.following()))
+        method = renamed(*row.take(), "launch_async");
     std::string name(row.token()->text());
     tvr_ast_node* callee = parse_word(row);
     while (callee != nullptr && row.here() == code::dot) {
@@ -123,16 +124,41 @@ tvr_ast_node* tvr_ast_parser::parse_launch(cursor& row) {
             name += tvr_join(".", callee->as<tvr_ast_node_json_literal>().name->text());
     }
     if (callee == nullptr) return nullptr;
-    node->callee = callee;
     const tvr_src_command& round = row.take_command();
-    if (!parse_call_params(round, node->params)) return nullptr;
+    tvr_ast_list<tvr_ast_node_function_call_param*> args;
+    if (!parse_call_params(round, args)) return nullptr;
     if (row.here() != code::colon)
         return fail(row.token(), "Kernel error: launch needs a domain: 'launch ", name,
                     "(...) : count;'");
     const tvr_src_token* colon = row.take();
     if (row.done()) return fail(colon, "Kernel error: launch needs a domain after ':'");
-    node->domain = parse_choice(row);
-    if (node->domain == nullptr || row.done()) return node->domain != nullptr ? node : nullptr;
+    tvr_ast_node* domain = parse_choice(row);
+    if (domain == nullptr) return nullptr;
+    if (row.done()) return make_launch(callee, method, domain, args);
     return fail(row.token(), "Kernel error: unexpected '", row.token()->text(),
                 "' after the domain");
+}
+
+// A token of another text in the place of one.
+const tvr_src_token* tvr_ast_parser::renamed(const tvr_src_token& token, std::string_view text) {
+    auto* made = ast.make_array<tvr_src_token>(1);
+    *made = token;
+    made->code = code::identifier;
+    made->set_text(ast.keep_text(text));
+    return made;
+}
+
+tvr_ast_node* tvr_ast_parser::make_launch(tvr_ast_node* kernel, const tvr_src_token* method,
+                                          tvr_ast_node* domain,
+                                          tvr_ast_list<tvr_ast_node_function_call_param*> args) {
+    auto* member = ast.make<tvr_ast_node_json_literal>(kernel->start);
+    member->left = kernel;
+    member->name = method;
+    auto* first = ast.make<tvr_ast_node_function_call_param>(domain->start);
+    first->value = domain;
+    auto* node = ast.make<tvr_ast_node_function_call>(kernel->start);
+    node->callee = member;
+    node->params = ast.make_list<tvr_ast_node_function_call_param*>(
+        args.size() + 1, [&](size_t i) { return i == 0 ? first : args[i - 1]; });
+    return node;
 }

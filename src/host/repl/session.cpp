@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "frontend/syntax/lexer.h"
+#include "kernel/script/kernel_extract.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/log/log.h"
 #include "runtime/payload/json_text.h"
@@ -98,7 +99,8 @@ bool session::parses(const std::string& text) {
 
 tvrptr_strong<tvr_task> session::start(std::string text) {
     const tvr_global_lock hold;
-    tvr_lexer lexer;
+    tvr_kernel_extract kernels;
+    tvr_lexer lexer(&kernels);
     std::shared_ptr<tvr_ast> tree = lexer.load_source(std::move(text), input_name);
     if (tree == nullptr || tree->roots.empty()) return {};
     frame_input(*tree);

@@ -60,22 +60,20 @@ K_INLINE uint64_t k_abs32(int64_t x) { return (uint32_t)(x < 0 ? 0 - (uint64_t)x
 K_INLINE int64_t k_divc_i32(int64_t x, uint64_t m) { const int64_t q = (int64_t)k_divc_u32(k_abs32(x), m); return x < 0 ? -q : q; }
 K_INLINE int64_t k_modc_i32(int64_t x, uint64_t m, uint64_t d) { const int64_t r = (int64_t)k_modc_u32(k_abs32(x), m, d); return x < 0 ? -r : r; }
 
+/* The conversion itself drops the fraction, so these bounds are those of what would round to it. */
 K_INLINE int k_f2i(double v, int target, int64_t* out) {
-	double t;
-	if (v != v) return 0;
-	t = trunc(v);
 	switch (target) {
-	case 2: if (!(t >= -128.0 && t <= 127.0)) return 0; break;
-	case 3: if (!(t >= 0.0 && t <= 255.0)) return 0; break;
-	case 4: if (!(t >= -32768.0 && t <= 32767.0)) return 0; break;
-	case 5: if (!(t >= 0.0 && t <= 65535.0)) return 0; break;
-	case 6: if (!(t >= -2147483648.0 && t <= 2147483647.0)) return 0; break;
-	case 7: if (!(t >= 0.0 && t <= 4294967295.0)) return 0; break;
-	case 8: if (!(t >= -9223372036854775808.0 && t < 9223372036854775808.0)) return 0; break;
-	case 9: if (!(t >= 0.0 && t < 18446744073709551616.0)) return 0; *out = (int64_t)(uint64_t)t; return 1;
+	case 2: if (!(v > -129.0 && v < 128.0)) return 0; break;
+	case 3: if (!(v > -1.0 && v < 256.0)) return 0; break;
+	case 4: if (!(v > -32769.0 && v < 32768.0)) return 0; break;
+	case 5: if (!(v > -1.0 && v < 65536.0)) return 0; break;
+	case 6: if (!(v > -2147483649.0 && v < 2147483648.0)) return 0; break;
+	case 7: if (!(v > -1.0 && v < 4294967296.0)) return 0; break;
+	case 8: if (!(v >= -9223372036854775808.0 && v < 9223372036854775808.0)) return 0; break;
+	case 9: if (!(v > -1.0 && v < 18446744073709551616.0)) return 0; *out = (int64_t)(uint64_t)v; return 1;
 	default: return 0;
 	}
-	*out = (int64_t)t;
+	*out = (int64_t)v;
 	return 1;
 }
 

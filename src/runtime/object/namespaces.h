@@ -68,6 +68,12 @@ public:
                             std::move(docs));
     }
 
+    // Makes the functions of a class known to the documents, for one whose instances no script
+    // makes by name.
+    void add_class_docs(std::string_view class_name, const tvrobject_metadata& native) {
+        classes[std::string(class_name)] = &native;
+    }
+
     // The documentation record under a path, empty for an unknown one; the top level for an empty
     // path. As JSON text, with the keys that docs_record.h's functions write, and "vars",
     // "functions" and "children" of a namespace.

@@ -10,6 +10,7 @@
 #include "runtime/payload/std_json.h"
 #include "runtime/payload/std_json_bool.h"
 #include "runtime/payload/std_string.h"
+#include "runtime/value/plain_value.h"
 
 namespace {
 
@@ -60,10 +61,6 @@ void write_head(bytes& out, uint8_t type) {
     out.insert(out.end(), std::begin(head), std::end(head));
 }
 
-void write_int(bytes& out, int64_t value) {
-    writer(out).write_varint(uint64_t(value) << 1 ^ uint64_t(value >> 63));
-}
-
 void write_float(bytes& out, double value) {
     static_assert(std::endian::native == std::endian::little);
     uint8_t raw[sizeof value];
@@ -106,7 +103,9 @@ void warn_of(uint8_t type) {
 bool write_payload(bytes& out, tvrvar& value) {
     switch (value.type) {
     case tvrvar_type_none: return true;
-    case tvrvar_type_int: write_int(out, value.integer); return true;
+    case tvrvar_type_int:
+        writer(out).write_varint(uint64_t(value.integer) << 1 ^ uint64_t(value.integer >> 63));
+        return true;
     case tvrvar_type_float: write_float(out, value.real); return true;
     case tvrvar_type_string: writer(out).write_string_raw(value.string_view()); return true;
     case tvrvar_type_binary:
@@ -117,8 +116,8 @@ bool write_payload(bytes& out, tvrvar& value) {
     }
 }
 
-// A reference is written as what it leads to, JSON's true and false as 1 and 0; handles on members
-// stay what they are.
+// A reference is written as what it leads to, a truth value as the int 0 or 1, which the form has a
+// place for; handles on members stay what they are.
 bool write_value(bytes& out, tvrvar& variable) {
     tvrvar* end = variable.end_of_refs();
     if (end == nullptr) {
@@ -126,9 +125,7 @@ bool write_value(bytes& out, tvrvar& variable) {
         return true;
     }
     if (auto* truth = end->object<tvr_std_json_bool>()) {
-        write_head(out, tvrvar_type_int);
-        write_int(out, truth->truth());
-        return true;
+        return write_value(out, *tvrvar_shared(truth->truth()));
     }
     write_head(out, end->type);
     return write_payload(out, *end);

@@ -26,7 +26,7 @@ public:
         for (size_t i = 0; i < source.size(); ++i) {
             // Held, since a native object may change the source when it is assigned.
             const tvrvar_shared value = source.entries[i].value;
-            const tvrvar_shared member = made.create_member(source.entries[i].name());
+            const tvrvar_shared member = made.create_member(source.entries[i].key);
             copy_value(*value, *member, depth + 1);
         }
     }

@@ -1,5 +1,8 @@
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <span>
 #include <utility>
 
 #include "runtime/local/error_sink.h"
@@ -15,18 +18,37 @@ using parser = nlohmann::json;
 using entry = tvr_std_json::entry;
 
 // By key, and of those with the same key the last.
-void sort_entries(tvr_std_json& json) {
-    auto& all = json.entries;
+void sort_entries(std::span<entry> all, std::vector<entry>& into) {
     std::stable_sort(all.begin(), all.end(),
                      [](const entry& a, const entry& b) { return a.name() < b.name(); });
-    size_t kept = 0;
     for (size_t i = 0; i < all.size(); ++i) {
         const bool hidden = i + 1 < all.size() && all[i].name() == all[i + 1].name();
-        if (!hidden) std::swap(all[kept++], all[i]);
+        if (!hidden) into.push_back(std::move(all[i]));
     }
-    all.erase(all.begin() + std::ptrdiff_t(kept), all.end());
-    json.entries_moved();
 }
+
+// The keys of a document come again and again: those that were met lately are shared.
+class known_keys {
+public:
+    tvr_json_key get(std::string_view text) {
+        if (text.empty()) return {};
+        tvr_json_key& place = places[place_of(text)];
+        if (!tvr_std_json::quickcompare(place.text(), text)) place = tvr_json_key(text);
+        return place;
+    }
+
+private:
+    static constexpr size_t count = 256;
+
+    static size_t place_of(std::string_view text) {
+        const size_t mixed = text.size() + uint8_t(text.front()) * size_t(37) +
+                             uint8_t(text.back()) * size_t(101) +
+                             uint8_t(text[text.size() / 2]) * size_t(59);
+        return mixed % count;
+    }
+
+    std::array<tvr_json_key, count> places;
+};
 
 // Builds values while the parser reads, without a tree between. What is open is a stack of its
 // own, so depth costs no calls. The entries of an object end up sorted by key.
@@ -65,9 +87,9 @@ public:
     bool end_array() override { return close_container(); }
     bool key(string_t& value) override {
         container& to = open.back();
-        const auto& before = to.json->entries;
-        if (!before.empty() && before.back().name() >= value) to.sorted = false;
-        member = to.json->create_member(value).get();
+        if (read.size() > to.first && read.back().name() >= value) to.sorted = false;
+        read.push_back({keys.get(value), tvrvar_shared::make()});
+        has_key = true;
         return true;
     }
     bool parse_error(size_t position, const std::string&,
@@ -83,31 +105,47 @@ public:
 
 private:
     struct container {
-        tvr_std_json* json;
+        tvrvar* into;
+        size_t first;  // of its entries that have been read
         bool sorted = true;
     };
 
-    // The variable for the next value: of the key that was read, the result itself, or a new
-    // element of what is open.
+    // The variable for the next value: of the key that was read, the result itself, or of a new
+    // element.
     tvrvar& next() {
-        if (member != nullptr) return *std::exchange(member, nullptr);
-        return open.empty() ? result : *open.back().json->create_member();
+        if (open.empty()) return result;
+        if (!std::exchange(has_key, false)) read.push_back({{}, tvrvar_shared::make()});
+        return *read.back().value;
     }
     bool open_container() {
         too_deep = open.size() == tvr_max_json_depth;
         if (too_deep) return false;
-        open.push_back({next().as_json_ptr(true)});
+        tvrvar& into = next();
+        open.push_back({&into, read.size()});
         return true;
     }
+    // Its entries go into memory of just their size.
     bool close_container() {
-        if (!open.back().sorted) sort_entries(*open.back().json);
+        const container done = open.back();
         open.pop_back();
+        tvr_std_json& json = done.into->as_json(true);
+        const std::span<entry> all(read.begin() + std::ptrdiff_t(done.first), read.end());
+        json.entries.reserve(all.size());
+        if (done.sorted) {
+            std::move(all.begin(), all.end(), std::back_inserter(json.entries));
+        } else {
+            sort_entries(all, json.entries);
+        }
+        read.resize(done.first);
+        json.entries_moved();
         return true;
     }
 
     tvrvar& result;
     std::vector<container> open;
-    tvrvar* member = nullptr;
+    std::vector<entry> read;  // of all that is open, the outermost first
+    bool has_key = false;     // the last entry waits for its value
+    known_keys keys;
 };
 
 bool parse(std::string_view text, json_builder& builder) {

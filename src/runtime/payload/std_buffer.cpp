@@ -44,6 +44,11 @@ bool tvr_std_buffer::writable() const {
     return writable(error) || raise(error);
 }
 
+void* tvr_std_buffer::query_interface(tvr_type_id type) {
+    return type == tvr_typeid<tvr_kernel_memory>() ? static_cast<tvr_kernel_memory*>(this)
+                                                   : nullptr;
+}
+
 std::string tvr_std_buffer::to_string() {
     if (!readable()) return {};
     return {bytes.begin(), std::find(bytes.begin(), bytes.end(), uint8_t(0))};

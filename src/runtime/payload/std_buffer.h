@@ -3,15 +3,15 @@
 // The bytes behind a value of type binary. Assignment copies them. Script methods and the face
 // towards kernels stand in stdobj/. Script thread, but for the locks.
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "runtime/local/pool_set.h"
 #include "runtime/object/object.h"
+#include "runtime/payload/kernel_memory.h"
 
-class tvr_std_buffer : public tvrobject<tvr_std_buffer, "std.buffer"> {
+class tvr_std_buffer : public tvrobject<tvr_std_buffer, "std.buffer">, public tvr_kernel_memory {
 public:
     static void script_register(tvrobject_metadata& metadata);  // stdobj/
 
@@ -23,6 +23,9 @@ public:
     bool readable(std::string& error) const;
     bool writable(std::string& error) const;
 
+    tvr_kernel_bytes kernel_bytes() override { return {bytes.data(), bytes.size()}; }
+    void* query_interface(tvr_type_id type) override;
+
     std::string to_string() override;  // up to the first zero byte
     int64_t op_get_size() override { return int64_t(bytes.size()); }
     bool op_is_none() override { return bytes.empty(); }
@@ -33,9 +36,6 @@ public:
     using tvrobject_base::op_set_member;
 
     std::vector<uint8_t> bytes;
-    // Launches that hold the bytes. Raised by the script thread, counted down by workers.
-    std::atomic<uint32_t> read_locks{0};
-    std::atomic<uint32_t> write_locks{0};
     uint8_t slot = tvr_not_pooled;
 
 protected:

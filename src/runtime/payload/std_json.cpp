@@ -71,14 +71,14 @@ tvr_std_json::~tvr_std_json() = default;
 
 void tvr_std_json::make_index() {
     lookup = std::make_unique<key_index>();
-    lookup->places.resize(std::bit_ceil(keyed * 4));
+    lookup->places.resize(std::bit_ceil(keyed * 3));
     for (size_t i = 0; i < entries.size(); ++i) {
         if (entries[i].has_key()) lookup->put(i, entries);
     }
 }
 
 size_t tvr_std_json::place_of(std::string_view key) {
-    constexpr size_t most_scanned = 8;  // keys, beyond which hashing is faster
+    constexpr size_t most_scanned = 12;  // keys, beyond which hashing is faster
     if (keyed == 0 || key.empty()) return nowhere;
     if (keyed > most_scanned) {
         if (lookup == nullptr) make_index();
@@ -110,21 +110,27 @@ tvrvar_shared tvr_std_json::get_member(int64_t place) {
 }
 
 tvrvar_shared& tvr_std_json::create_member() {
-    add_member(tvrvar_shared::make());
+    push_back(tvrvar_shared::make());
     return entries.back().value;
 }
 
 tvrvar_shared& tvr_std_json::create_member(std::string_view key) {
+    return create_member(tvr_json_key(key));
+}
+
+tvrvar_shared& tvr_std_json::create_member(const tvr_json_key& key) {
     add_member(tvrvar_shared::make(), key);
     return entries.back().value;
 }
 
 void tvr_std_json::add_member(tvrvar_shared value, std::string_view key) {
+    add_member(std::move(value), tvr_json_key(key));
+}
+
+void tvr_std_json::add_member(tvrvar_shared value, tvr_json_key key) {
     if (!value) value = tvrvar_shared::make();
-    entry& added = entries.emplace_back();
-    added.value = std::move(value);
-    if (key.empty()) return;
-    added.key = std::make_unique<const std::string>(key);
+    entries.push_back({std::move(key), std::move(value)});
+    if (!entries.back().has_key()) return;
     ++keyed;
     if (lookup == nullptr) return;
     if (lookup->full()) return lookup.reset();
@@ -144,7 +150,7 @@ void tvr_std_json::set(tvr_std_json& other) {
     for (size_t i = 0; i < other.entries.size(); ++i) {
         tvrvar_shared copy = tvrvar_shared::make();
         copy->set(other.entries[i].value);
-        add_member(std::move(copy), other.entries[i].name());
+        add_member(std::move(copy), other.entries[i].key);
     }
 }
 

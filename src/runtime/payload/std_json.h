@@ -17,18 +17,17 @@
 
 #include "runtime/local/pool_set.h"
 #include "runtime/object/object.h"
+#include "runtime/payload/json_key.h"
 
 class tvr_std_json : public tvrobject<tvr_std_json, "std.json"> {
 public:
     // A key once given does not change. An empty one is none: two words are all a list pays.
     struct entry {
-        std::unique_ptr<const std::string> key;
+        tvr_json_key key;
         tvrvar_shared value;  // never null
 
-        std::string_view name() const {
-            return key != nullptr ? std::string_view(*key) : std::string_view();
-        }
-        bool has_key() const { return key != nullptr; }
+        std::string_view name() const { return key.text(); }
+        bool has_key() const { return bool(key); }
     };
 
     static void script_register(tvrobject_metadata& metadata);  // stdobj/
@@ -51,9 +50,11 @@ public:
     // Appends a none and returns its slot, which is valid until the next change.
     tvrvar_shared& create_member();
     tvrvar_shared& create_member(std::string_view key);
+    tvrvar_shared& create_member(const tvr_json_key& key);
     // Appends without looking for an older entry of that key.
     void add_member(tvrvar_shared value, std::string_view key = {});
-    void push_back(tvrvar_shared value) { add_member(std::move(value)); }
+    void add_member(tvrvar_shared value, tvr_json_key key);
+    void push_back(tvrvar_shared value) { add_member(std::move(value), tvr_json_key()); }
 
     // Puts a value under a key, replacing the one there, or behind all others without a key.
     void set(std::string_view key, tvrvar_shared value);
@@ -121,19 +122,26 @@ private:
     std::unique_ptr<key_index> lookup;  // null until it pays, and after a removal
 };
 
+// The end comes first: keys of one json often begin alike.
 inline bool tvr_std_json::quickcompare(std::string_view a, std::string_view b) {
     constexpr size_t word = sizeof(uint64_t);
-    if (a.size() != b.size()) return false;
-    const char *left = a.data(), *right = b.data();
-    size_t rest = a.size();
-    for (; rest >= word; rest -= word, left += word, right += word) {
+    const size_t size = a.size();
+    if (size != b.size()) return false;
+    const auto differ = [&](size_t at) {
         uint64_t x, y;
-        std::memcpy(&x, left, word);
-        std::memcpy(&y, right, word);
-        if (x != y) return false;
+        std::memcpy(&x, a.data() + at, word);
+        std::memcpy(&y, b.data() + at, word);
+        return x != y;
+    };
+    if (size >= word) {
+        if (differ(size - word)) return false;
+        for (size_t at = 0; at + word < size; at += word) {
+            if (differ(at)) return false;
+        }
+        return true;
     }
-    for (; rest > 0; --rest) {
-        if (*left++ != *right++) return false;
+    for (size_t at = size; at-- > 0;) {
+        if (a[at] != b[at]) return false;
     }
     return true;
 }

@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "frontend/builder/builder.h"
+#include "frontend/strict/strict_check.h"
 #include "frontend/syntax/lexer.h"
 #include "frontend/syntax/source_files.h"
+#include "kernel/script/kernel_extract.h"
 #include "runtime/filesys/filesys.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/log/log.h"
@@ -22,7 +24,8 @@ std::vector<std::string> folders_for(const std::string& file) {
 tvrptr_strong<tvr_program_block_root> tvr_compiler::build(std::shared_ptr<const tvr_ast> ast,
                                                           tvr_syntax_report& report) {
     tvrptr_strong<tvr_program_block_root> program;
-    if (ast != nullptr) program = tvr_asm_builder(script, std::move(ast), report).create_program();
+    if (ast != nullptr && tvr_strict_check(script, *ast))
+        program = tvr_asm_builder(script, std::move(ast), report).create_program();
     if (!program) script.log().err("Cannot create program.");
     return program;
 }
@@ -31,9 +34,12 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_source(
     std::string text, const std::string& name) {
     const tvr_global_lock hold(&script.lock);
     const tvr_filesys::search_path_scope beside(script.file_sys(), folders_for(name));
-    tvr_lexer lexer;
+    tvr_kernel_extract kernels;
+    tvr_lexer lexer(&kernels);
     std::shared_ptr<const tvr_ast> ast = lexer.load_source(std::move(text), name);
-    return build(std::move(ast), lexer.report);
+    auto program = build(std::move(ast), lexer.report);
+    if (program) program->kernels = std::move(kernels.unit);
+    return program;
 }
 
 tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_file(

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "kernel/launch.h"
 #include "runtime/local/thread_local.h"
 #include "runtime/log/log.h"
 #include "runtime/memory/reserve.h"
@@ -79,6 +80,7 @@ bool tvrscript::start(const tvrscript_config_default& wanted) {
     if (config.filesys == nullptr) config.filesys = &own_files;
     files_in_use = config.filesys;
     tvr_local().filesys = files_in_use;
+    tvrk_abort_all(this);  // makes the list of launches, lest a signal handler be the first
     // Values that foreign threads let go of find their pool here.
     pools.of<tvrvar>();
     set_search_paths();
@@ -189,6 +191,9 @@ void tvrscript::wake() {
 void tvrscript::request_stop(int wanted) {
     if (!stop_requested()) status.store(wanted, std::memory_order_relaxed);
     signals.raise(tvr_signal_stop);
+    // Either a launch that begins now sees the signal, or it is found in the list.
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    tvrk_abort_all(this);
     wake();
 }
 

@@ -1,5 +1,6 @@
 // The end of an interpreter: tasks, destructors, globals, and what is left in the pools.
 
+#include "kernel/launch.h"
 #include "runtime/local/thread_local.h"
 #include "runtime/log/log.h"
 #include "runtime/object/class_instance.h"
@@ -62,6 +63,8 @@ void tvrscript::release_tasks() {
     const bool asked = stop_requested();
     tvr_log().verbose(tasks.alive, " tasks remaining, waiting for thread...");
     signals.raise(tvr_signal_stop);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    tvrk_abort_all(this);
     workers.finish_tasks();
     end_tasks();
     if (!asked) signals.lower(tvr_signal_stop);

@@ -1,6 +1,7 @@
 // A module as others write them: namespaces registered when the library is loaded, and the two
 // functions by which the engine finds them. Its engine is the host's.
 
+#include "bitmap.h"
 #include "dud.h"
 #include "lamp.h"
 #include "runtime/object/namespaces.h"
@@ -21,6 +22,7 @@ void fill(tvr_namespace& space) {
     space.add_function("add", add, 2, 2, {.description = "The sum of two numbers."});
     space.add_function("lamps", lamps, 0, 0, {.description = "How many lamps there are."});
     space.add_variable("version")->as_string("1.1");
+    space.add_class<testmod::bitmap>("bitmap", 2, 2);
     space.add_class<testmod::dud>("dud", 0, 1);
     space.add_class<testmod::lamp>("lamp", 0, 1, {.params = {"level: int - at first"}});
 }

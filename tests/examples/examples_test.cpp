@@ -91,6 +91,16 @@ std::vector<uint8_t> pixels_of(const std::string& path, uint32_t width, uint32_t
     return good ? pixels : std::vector<uint8_t>();
 }
 
+TEST(examples, texture_draws_each_deck) {
+    const scratch folder;
+    in_pipe run(script("texture.tvio", {folder.path(""), set, "20"}), "/deck2.png 2:3:108\n");
+    EXPECT_EQ(stopped(run), 0);
+    // A file is whole when a later line has been said.
+    const auto pixels = pixels_of(folder.path("deck1.png"), 1200, 96);
+    EXPECT_EQ(pixels.size(), 1200u * 96 * 3) << run.got;
+    EXPECT_GT(std::set<uint8_t>(pixels.begin(), pixels.end()).size(), 5u);
+}
+
 TEST(examples, visuals_makes_pictures) {
     const scratch folder;
     const std::string pictures = folder.path("pictures");

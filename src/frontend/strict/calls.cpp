@@ -275,10 +275,3 @@ bool tvr_strict_checker_impl::may_change_argument(const tvr_strict_write& write)
     const size_t place = place_of(*function, *call.params[write.argument], write.argument);
     return place != no_place && function->params[place].by_reference;
 }
-
-tvr_strict_type tvr_strict_checker_impl::infer_launch(const tvr_ast_node_launch& node) {
-    for (const tvr_ast_node_function_call_param* param : node.params)
-        pass_argument(*param->value, false);
-    shared(infer_value(*node.domain));
-    return {};
-}

@@ -224,7 +224,6 @@ private:
     void pass_argument_variable(const tvr_ast_node& value, bool by_reference);
     bool may_change_argument(const tvr_strict_write& write);
     bool may_take_references(std::string_view name) const;
-    type infer_launch(const tvr_ast_node_launch& node);
 
     // Assignments (assignments.cpp).
     type infer_assign(const tvr_ast_node_assign& node);

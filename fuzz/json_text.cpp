@@ -1,5 +1,5 @@
 // Any bytes as JSON text: what can be read prints as text that reads as the same value, on one
-// line and with indents.
+// line and with indents; so does its copy. Sorting and thinning it out leave it sound.
 
 #include <cstddef>
 #include <cstdint>
@@ -8,9 +8,12 @@
 
 #include "runtime/local/error_sink.h"
 #include "runtime/local/pool_set.h"
+#include "runtime/payload/json_copy.h"
 #include "runtime/payload/json_text.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/value/records.h"
+#include "stdobj/json_sort.h"
+#include "stdobj/json_unique.h"
 
 namespace {
 
@@ -29,6 +32,27 @@ void check(tvrvar& value, bool compact) {
     if (again != text) std::abort();
 }
 
+void check_methods(tvr_std_json& json) {
+    const size_t size = json.size();
+    const tvrvar_shared copy = tvr_copy_json(json);
+    if (copy->string_value() != json.to_string(true)) std::abort();
+    tvr_std_json& other = copy->as_json(false);
+    tvr_sort_by_key(other);
+    tvr_sort_by_member(other, "a", false);
+    tvr_sort_by_key_reverse(other);
+    if (other.size() != size) std::abort();
+    tvr_unique_entries(other);
+    if (other.size() > size || (size > 0 && other.size() == 0)) std::abort();
+    const tvrvar_shared refs = tvrvar_shared::make();
+    if (!tvr_parse_json(json.debug_refs_string(false), *refs, true)) {
+        // Its text is nested deeper than its source.
+        if (json.to_string(true).size() < tvr_max_json_depth) std::abort();
+    }
+    other.remove_key("a");
+    if (other.has("a")) std::abort();
+    other.clear_free();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -44,6 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (tvr_parse_json(text, *value, true)) {
             check(*value, true);
             check(*value, false);
+            if (auto* json = value->object<tvr_std_json>()) check_methods(*json);
         }
     }
     for (size_t kind = 0; kind < size_t(tvr_pool_kind::count); ++kind) {

@@ -35,12 +35,14 @@ struct key_record {
     uint32_t place;
 };
 
-// What an entry is sorted by: a number, the head of a text, or nothing.
+// What an entry is sorted by, in a column of numbers or in one with texts.
 struct member_record {
     enum kind : uint8_t { number, text, none };
 
-    double value = 0;
-    uint64_t head = 0;  // the first bytes, so that most texts compare as numbers
+    union {
+        double value = 0;
+        uint64_t head;  // the first bytes of its text, so that most texts compare as numbers
+    };
     uint32_t place = 0;
     kind is = none;
 };
@@ -100,16 +102,17 @@ void sort_stable(std::vector<RECORD>& records, LESS less) {
 tvrvar_shared member_of(tvrvar& variable, std::string_view key) {
     const tvr_plain_value value(variable);
     if (value->type == tvrvar_type_json) {
-        tvrvar* found = static_cast<tvr_std_json*>(value->object_ptr())->find(key);
+        tvrvar* found = static_cast<tvr_std_json*>(value->block->object)->find(key);
         return tvrvar_shared(found);
     }
     return value->has_member(key) ? value->get_member(key) : tvrvar_shared();
 }
 
 // What the next values are made of is asked for before it is looked at: behind an entry stand a
-// variable, a block, a json and its entries, each somewhere else in memory.
-void fetch_ahead(const std::vector<entry>& entries, size_t at) {
-    constexpr size_t step = 6;
+// variable, a block, a json and its entries, each somewhere else in memory. Inline, as gcc takes
+// calls of a function that does nothing else for superfluous.
+[[gnu::always_inline]] inline void fetch_ahead(const std::vector<entry>& entries, size_t at) {
+    constexpr size_t step = 12;
     const auto json_at = [&](size_t place) -> tvr_std_json* {
         const tvrvar* value = place < entries.size() ? entries[place].value.get() : nullptr;
         const bool is_json = value != nullptr && value->type == tvrvar_type_json;
@@ -119,13 +122,16 @@ void fetch_ahead(const std::vector<entry>& entries, size_t at) {
     __builtin_prefetch(entries[std::min(at + 5 * step, last)].value.get());
     const tvrvar* value = entries[std::min(at + 4 * step, last)].value.get();
     if (value->type == tvrvar_type_json) __builtin_prefetch(value->block);
-    if (const tvr_std_json* json = json_at(at + 3 * step)) __builtin_prefetch(&json->entries);
+    if (const tvr_std_json* json = json_at(at + 3 * step)) {
+        __builtin_prefetch(&json->entries);
+        __builtin_prefetch(json + 1);  // its last fields lie on another line
+    }
     if (const tvr_std_json* json = json_at(at + 2 * step)) {
         __builtin_prefetch(json->entries.data());
     }
     const tvr_std_json* json = json_at(at + step);
     if (json == nullptr || json->entries.empty()) return;
-    __builtin_prefetch(json->entries.front().name().data());
+    __builtin_prefetch(json->entries.front().key.address());
     __builtin_prefetch(json->entries.front().value.get());
 }
 
@@ -143,19 +149,23 @@ class member_column {
 public:
     member_column(tvr_std_json& sorted, std::string_view by, size_t count)
         : json(sorted), key(by), records(count) {
-        for (size_t i = 0; i < count && i < json.size(); ++i) read_number(i);
-        if (only_numbers) return;
-        texts.resize(count);
-        for (size_t i = 0; i < count && i < json.size(); ++i) read_text(i);
+        for (size_t i = 0; i < count && i < json.size(); ++i) {
+            fetch_ahead(json.entries, i);
+            records[i].place = uint32_t(i);
+            const tvrvar_shared entry_value = json.entries[i].value;
+            if (const tvrvar_shared member = member_of(*entry_value, key)) read(*member, i);
+        }
+        if (!texts.empty()) add_texts_of_numbers();
     }
 
     const std::vector<member_record>& sort(bool descending) {
         using record = member_record;
-        if (only_numbers) {
+        if (texts.empty()) {
             sort_by(descending, [](const record& a, const record& b) { return a.value < b.value; });
         } else {
             sort_by(descending, [this](const record& a, const record& b) {
-                if (a.is == b.is && a.is == record::number) return a.value < b.value;
+                const bool numbers_both = a.is == record::number && b.is == record::number;
+                if (numbers_both) return numbers[a.place] < numbers[b.place];
                 if (a.head != b.head) return a.head < b.head;
                 return texts[a.place] < texts[b.place];
             });
@@ -164,47 +174,56 @@ public:
     }
 
 private:
-    void read_number(size_t place) {
-        fetch_ahead(json.entries, place);
-        const tvrvar_shared entry_value = json.entries[place].value;
-        const tvrvar_shared member = member_of(*entry_value, key);
-        records[place].place = uint32_t(place);
-        if (!member) return;
-        const tvr_plain_value value(*member);
+    void read(tvrvar& member, size_t place) {
+        const tvr_plain_value value(member);
+        if (value->is_none()) return;
         if (value->is_number()) {
             records[place].value = value->float_value();
             records[place].is = member_record::number;
-        } else if (!value->is_none()) {
+        } else {
+            texts.resize(records.size());
+            set_text(*value, place);
             records[place].is = member_record::text;
-            only_numbers = false;
         }
     }
 
-    void read_text(size_t place) {
-        fetch_ahead(json.entries, place);
-        const tvrvar_shared entry_value = json.entries[place].value;
-        const tvrvar_shared member = member_of(*entry_value, key);
-        if (!member) return;
-        member->string_value(texts[place]);
+    void set_text(tvrvar& value, size_t place) {
+        value.string_value(texts[place]);
         records[place].head = head_of(texts[place]);
     }
 
+    // Among texts a number is one as well.
+    void add_texts_of_numbers() {
+        numbers.resize(records.size());
+        for (size_t i = 0; i < records.size() && i < json.size(); ++i) {
+            if (records[i].is != member_record::number) continue;
+            numbers[i] = records[i].value;
+            const tvrvar_shared entry_value = json.entries[i].value;
+            if (const tvrvar_shared member = member_of(*entry_value, key)) set_text(*member, i);
+        }
+    }
+
+    // Those without the member stay out of it, and stand behind.
     template <typename LESS>
     void sort_by(bool descending, LESS less) {
         using record = member_record;
-        sort_stable(records, [less, descending](const record& a, const record& b) {
-            if (a.is == record::none || b.is == record::none) {
-                return b.is == record::none && a.is != record::none;
-            }
-            return descending ? less(b, a) : less(a, b);
-        });
+        const auto has_one = [](const record& r) { return r.is != record::none; };
+        const auto rest = std::stable_partition(records.begin(), records.end(), has_one);
+        const std::vector<record> without(rest, records.end());
+        records.erase(rest, records.end());
+        if (descending) {
+            sort_stable(records, [less](const record& a, const record& b) { return less(b, a); });
+        } else {
+            sort_stable(records, less);
+        }
+        records.insert(records.end(), without.begin(), without.end());
     }
 
     tvr_std_json& json;
     const std::string_view key;
     std::vector<member_record> records;
     std::vector<std::string> texts;  // by place; empty while there are only numbers
-    bool only_numbers = true;
+    std::vector<double> numbers;     // by place, among texts
 };
 
 }  // namespace

@@ -188,6 +188,7 @@ TEST(strict_finding, members) {
         {"x = 5; x[\"y\"] = 1;",
          "Setting an element turns this int into a json object. Initialize it with [] (or "
          "std.json()) instead."},
+        {"x = \"abc\"; x[0] = \"b\";", ""},
         {"x = []; x.y = 1; x[\"z\"] = 2; y = std.json(); y.a = 1;", ""},
     });
 }
@@ -213,7 +214,7 @@ TEST(strict_finding, lists_and_maps) {
          ""},
         {"x = [a = 1]; x.b;", "Type 'map' has no member 'b'."},
         {"x = [1, 2]; x.first();", "Type 'list' has no member 'first'."},
-        {"x = [1, 2]; x.push(1); x.push_back(2); x.push_cyclic(3); x.insert(0, 1); y = x.copy();",
+        {"x = [1, 2]; x.push(1); x.push_back(2); x.push_cyclic(3, 2); x.erase(0); y = x.copy();",
          ""},
         {"x = [1, 2]; x.push();", "Not enough arguments for push (0 given, 1 required)."},
         {"x = [a = 1]; x.b = 2; x.b; x.c ?? 1; x.a; x.size();", ""},

@@ -22,7 +22,7 @@ public:
     std::string of(const std::string& text) {
         tvr_lexer lexer;
         const auto ast = lexer.load_source(text);
-        if (ast == nullptr) return "no tree: " + lexer.report.first_error().message;
+        if (ast == nullptr) return "no tree: " + lexer.report.first_error().message + "\n";
         tvr_strict_checker_impl checker(maker.script, *ast);
         checker.infer();
         std::string said;

@@ -205,7 +205,7 @@ tvr_strict_type tvr_strict_checker_impl::assign_element(const tvr_ast_node_assig
     if (of.is.is_any_of(kind::list, kind::map) && !of.is.literal && of.is.element != nullptr)
         element = *of.is.element;
     const type value = shared(assigned_value(node, element, element));
-    if (is_plain(of.is)) {
+    if (of.is.is_numeric()) {
         find(target.index->start, "Setting an element turns this ", tvr_strict_type_name(of.is),
              initialize_hint);
         if (of.variable != tvr_strict_flow::no_variable) set_variable(of.variable, kind::json);

@@ -32,6 +32,9 @@ public:
         return held != nullptr ? std::string_view(held->text(), held->size) : std::string_view();
     }
 
+    // Where it stands in memory, for who wants it fetched early.
+    const void* address() const { return held; }
+
 private:
     struct block {
         size_t size;  // of the text behind it

@@ -74,6 +74,7 @@ void tvr_strict_checker_impl::walk_method_call(chain& walked, const call_node& n
     case kind::json:
     case kind::text:
     case kind::object: walked.value.is = call_native_method(of, node, name); break;
+    case kind::kernel: walked.value.is = call_kernel_method(of.is, node, name); break;
     case kind::boolean:
     case kind::integer:
     case kind::real:
@@ -135,6 +136,7 @@ tvr_strict_type tvr_strict_checker_impl::call_native_method(const link_value& of
             check_literal_member(of.is, name);
     }
     walk_pushed(of, node, name);
+    if (const type known = kernel_of_unit(of, node, name); known.is_known()) return known;
     uncertain = call_ends = false;
     if (method == nullptr) uncertain = true;
     return method != nullptr && counts ? natives.result_of(*metadata, *method) : type();

@@ -3,6 +3,7 @@
 #include "frontend/strict/checker.h"
 #include "kernel/program.h"
 #include "kernel/unit.h"
+#include "runtime/object/metadata.h"
 
 namespace {
 

@@ -23,7 +23,7 @@ _tavro() {
     local options=
     case ${COMP_WORDS[1]} in
         run | eval) options=$run_options ;;
-        check) options="-I --ast --strict-errors -v" ;;
+        check) options="-I --ast --strict --strict-errors -v" ;;
         disasm | repl) options="-I -v" ;;
         monitor) options="--speed --once --for --json --png" ;;
         record) options="-o --for" ;;

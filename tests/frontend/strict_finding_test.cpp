@@ -375,4 +375,40 @@ TEST(strict_finding, interfaces) {
     }
 }
 
+TEST(strict_finding, launches_of_kernels) {
+    const std::string kernel =
+        "kernel void k(f32* p, f32 g, u32 n, i32 m) { if (gid < n) p[gid] = g + f32(m); } "
+        "b = std.buffer(); ";
+    const strict_row rows[] = {
+        {"k.launch(4, b, 2.0, 1, -1); k.launch([2, 2], b, -0.5, 1, true);", ""},
+        {"launch k(b, 2.5, 1, 1) : 4; j = launch async k(b, 2.5, 1, 1) : 4;", ""},
+        {"k.launch(4, b, 2.0);",
+         "kernel 'k' expects 4 arguments (f32* p, f32 g, u32 n, i32 m) but got 2."},
+        {"k.launch();", "launch() of kernel 'k' needs a domain: 'k(count, ...)'."},
+        {"k.launch_async();", "launch_async() of kernel 'k' needs a domain: 'k(count, ...)'."},
+        {"k.launch(4, b, 2, 1, 1);",
+         "argument 2 of kernel 'k' ('g') expects f32 but got the int 2 (write 2.0)."},
+        {"launch k(b, -2, 1, 1) : 4;",
+         "argument 2 of kernel 'k' ('g') expects f32 but got the int -2 (write -2.0)."},
+        {"k.launch(4, b, 2.0, 1, 1.5);",
+         "argument 4 of kernel 'k' ('m') expects i32 but got the float 1.5."},
+        {"k.launch(4, b, 2.0, -1, 1);",
+         "argument 3 of kernel 'k' ('n') is unsigned and cannot be -1."},
+        {"k.launch(4, b, \"2\", 1, 1);", "argument 2 of kernel 'k' ('g') cannot be a string."},
+        {"k.launch(4, 5, 2.0, 1, 1);",
+         "argument 1 of kernel 'k' ('p') expects a std.buffer, not a number."},
+        {"def f(x, y) { k.launch(x, y, x, x, y); k.launch(4, y, 1, x, y); }",
+         "argument 2 of kernel 'k' ('g') expects f32 but got the int 1 (write 1.0)."},
+        {"k(4);", "'k' is not a function (std.kernel)."},
+        {"k.lunch(4);", "Type 'std.kernel' has no member 'lunch'."},
+        {"k = 5; k.launch();", "Type 'int' has no member 'launch'."},
+    };
+    strict_findings strict;
+    for (const strict_row& row : rows) {
+        SCOPED_TRACE(row.source);
+        EXPECT_EQ(strict.of(kernel + row.source),
+                  *row.finding == '\0' ? "" : tvr_join("1: ", row.finding, "\n"));
+    }
+}
+
 }  // namespace

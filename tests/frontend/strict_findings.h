@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frontend/strict/checker.h"
+#include "kernel/script/kernel_extract.h"
 #include "program_maker.h"
 #include "runtime/script/global.h"
 
@@ -20,10 +21,11 @@ public:
 
     // Each finding as "line: text", a line feed behind each; a text that is none is said so.
     std::string of(const std::string& text) {
-        tvr_lexer lexer;
+        tvr_kernel_extract kernels;
+        tvr_lexer lexer(&kernels);
         const auto ast = lexer.load_source(text);
         if (ast == nullptr) return "no tree: " + lexer.report.first_error().message + "\n";
-        tvr_strict_checker_impl checker(maker.script, *ast);
+        tvr_strict_checker_impl checker(maker.script, *ast, kernels.unit.get());
         checker.infer();
         std::string said;
         for (const tvr_strict_finding& finding : checker.findings.found())

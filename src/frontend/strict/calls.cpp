@@ -74,6 +74,7 @@ void tvr_strict_checker_impl::walk_method_call(chain& walked, const call_node& n
     case kind::json:
     case kind::text:
     case kind::object: walked.value.is = call_native_method(of, node, name); break;
+    case kind::kernel: walked.value.is = call_kernel_method(of.is, node, name); break;
     case kind::boolean:
     case kind::integer:
     case kind::real:
@@ -135,6 +136,7 @@ tvr_strict_type tvr_strict_checker_impl::call_native_method(const link_value& of
             check_literal_member(of.is, name);
     }
     walk_pushed(of, node, name);
+    if (const type known = kernel_of_unit(of, node, name); known.is_known()) return known;
     uncertain = call_ends = false;
     if (method == nullptr) uncertain = true;
     return method != nullptr && counts ? natives.result_of(*metadata, *method) : type();
@@ -274,11 +276,4 @@ bool tvr_strict_checker_impl::may_change_argument(const tvr_strict_write& write)
     if (function == nullptr) return true;
     const size_t place = place_of(*function, *call.params[write.argument], write.argument);
     return place != no_place && function->params[place].by_reference;
-}
-
-tvr_strict_type tvr_strict_checker_impl::infer_launch(const tvr_ast_node_launch& node) {
-    for (const tvr_ast_node_function_call_param* param : node.params)
-        pass_argument(*param->value, false);
-    shared(infer_value(*node.domain));
-    return {};
 }

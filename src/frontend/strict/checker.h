@@ -22,6 +22,7 @@
 //     functions.cpp    declarations and bodies of functions
 //     classes.cpp      classes, what they override
 //     interfaces.cpp   interfaces, and who keeps their promises
+//     kernels.cpp      launches of kernels that the same files declare
 //
 // Statements are walked once, in the order in which the builder compiles them, so that names mean
 // what they mean there. Variables of a function are followed from statement to statement; those
@@ -49,10 +50,13 @@
 
 class tvr_namespace;
 class tvrscript;
+struct tvrk_program;
+struct tvrk_unit;
 
 class tvr_strict_checker_impl {
 public:
-    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast);
+    // The kernels are those that the tree's files declare; null for none.
+    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels);
 
     void infer();
 
@@ -224,7 +228,13 @@ private:
     void pass_argument_variable(const tvr_ast_node& value, bool by_reference);
     bool may_change_argument(const tvr_strict_write& write);
     bool may_take_references(std::string_view name) const;
-    type infer_launch(const tvr_ast_node_launch& node);
+
+    // Kernels (kernels.cpp).
+    type kernel_of_unit(const link_value& of, const call_node& node, token name) const;
+    type call_kernel_method(const type& of, const call_node& node, token name);
+    void check_launch(const tvrk_program& kernel, const call_node& node, token name);
+    void check_kernel_argument(const tvrk_program& kernel, size_t place, const tvr_ast_node& node,
+                               const type& value);
 
     // Assignments (assignments.cpp).
     type infer_assign(const tvr_ast_node_assign& node);
@@ -287,6 +297,7 @@ private:
 
     tvrscript& script;
     const tvr_ast& ast;
+    const tvrk_unit* kernels;
     tvr_strict_survey survey;
     tvr_strict_natives natives;
     tvr_strict_flow flow;

@@ -82,7 +82,6 @@ tvr_strict_type tvr_strict_checker_impl::infer_value(const tvr_ast_node& node, w
     case node_type::node_function_def: return infer_lambda(node.as<tvr_ast_node_function_def>());
     case node_type::node_initializer_list:
         return infer_list(node.as<tvr_ast_node_initializer_list>(), {});
-    case node_type::node_launch: return infer_launch(node.as<tvr_ast_node_launch>());
     default: return {};
     }
 }

@@ -84,6 +84,7 @@ tvr_strict_natives::tvr_strict_natives(tvr_namespace& of) : root(of) {
     if (std == nullptr) return;
     json = std->find_class("json");
     string = std->find_class("string");
+    kernel = std->find_class("kernel");
     for (const row& known : table) {
         tvr_namespace* space = root.find_path(known.space);
         const tvr_function_def* function =
@@ -132,5 +133,6 @@ tvr_strict_type tvr_strict_natives::type_of_class(std::string_view name) const {
 const tvrobject_metadata* tvr_strict_natives::class_of(const tvr_strict_type& type) const {
     if (type.is_json()) return json;
     if (type.is == kind::text) return string;
+    if (type.is == kind::kernel) return kernel;
     return type.is == kind::object ? type.native : nullptr;
 }

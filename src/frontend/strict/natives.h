@@ -43,5 +43,6 @@ private:
     tvr_namespace& root;
     const tvrobject_metadata* json = nullptr;
     const tvrobject_metadata* string = nullptr;
+    const tvrobject_metadata* kernel = nullptr;
     std::unordered_map<const tvr_function_def*, fact> facts;
 };

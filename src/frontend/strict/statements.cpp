@@ -21,10 +21,12 @@ bool is_always_true(const tvr_ast_node& condition) {
 
 }  // namespace
 
-tvr_strict_checker_impl::tvr_strict_checker_impl(tvrscript& of, const tvr_ast& tree)
+tvr_strict_checker_impl::tvr_strict_checker_impl(tvrscript& of, const tvr_ast& tree,
+                                                 const tvrk_unit* declared)
     : findings(of.config.strict_mode),
       script(of),
       ast(tree),
+      kernels(declared),
       survey(tree),
       natives(of.root_namespace),
       reasons{"it is None"} {}

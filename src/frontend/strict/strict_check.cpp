@@ -3,8 +3,9 @@
 #include "frontend/strict/checker.h"
 #include "runtime/script/script.h"
 
-tvr_strict_checker::tvr_strict_checker(tvrscript& script, const tvr_ast& ast)
-    : impl(std::make_unique<tvr_strict_checker_impl>(script, ast)),
+tvr_strict_checker::tvr_strict_checker(tvrscript& script, const tvr_ast& ast,
+                                       const tvrk_unit* kernels)
+    : impl(std::make_unique<tvr_strict_checker_impl>(script, ast, kernels)),
       as_errors(script.config.strict_errors) {}
 
 tvr_strict_checker::~tvr_strict_checker() = default;
@@ -18,9 +19,9 @@ size_t tvr_strict_checker::report() {
     return impl->findings.found().size();
 }
 
-bool tvr_strict_check(tvrscript& script, const tvr_ast& ast) {
+bool tvr_strict_check(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels) {
     if (!script.config.strict_mode && !ast.token_view().has_strict_marks()) return true;
-    tvr_strict_checker checker(script, ast);
+    tvr_strict_checker checker(script, ast, kernels);
     checker.infer();
     return checker.report() == 0 || !script.config.strict_errors;
 }

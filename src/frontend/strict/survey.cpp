@@ -113,11 +113,6 @@ private:
             for (const auto* element : node.as<tvr_ast_node_initializer_list>().elements)
                 visit(element->value);
             return;
-        case node_type::node_launch:
-            visit_all(node.as<tvr_ast_node_launch>().params);
-            visit(node.as<tvr_ast_node_launch>().domain);
-            visit(node.as<tvr_ast_node_launch>().callee);
-            return;
         case node_type::node_function_def:
             survey.has_functions = true;
             functions.push_back(&node.as<tvr_ast_node_function_def>());

@@ -25,6 +25,7 @@ std::string_view plain_name(kind of) {
     case kind::object: return "object";
     case kind::instance:
     case kind::class_def: return "class";
+    case kind::kernel: return "std.kernel";
     case kind::nothing: return "void";
     }
     return "dynamic";

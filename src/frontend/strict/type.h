@@ -13,6 +13,7 @@
 class tvrobject_metadata;
 struct tvr_strict_class;
 struct tvr_strict_function;
+struct tvrk_program;
 
 enum class tvr_strict_kind : uint8_t {
     dynamic,  // not known
@@ -30,6 +31,7 @@ enum class tvr_strict_kind : uint8_t {
     object,     // of a native class, when it is known
     instance,   // of a script class, or of whatever keeps an interface's promise
     class_def,  // the class itself
+    kernel,     // a std.kernel that is known
     nothing,    // of a function declared void
 };
 
@@ -64,6 +66,7 @@ struct tvr_strict_type {
         const tvr_strict_function* function;  // null: not known
         const tvr_strict_class* of_class;     // of an instance or class
         const tvrobject_metadata* native;     // of an object; null: not known
+        const tvrk_program* program;          // of a kernel; lives in its unit
     };
 };
 

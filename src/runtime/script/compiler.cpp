@@ -22,9 +22,10 @@ std::vector<std::string> folders_for(const std::string& file) {
 }  // namespace
 
 tvrptr_strong<tvr_program_block_root> tvr_compiler::build(std::shared_ptr<const tvr_ast> ast,
-                                                          tvr_syntax_report& report) {
+                                                          tvr_syntax_report& report,
+                                                          const tvrk_unit* kernels) {
     tvrptr_strong<tvr_program_block_root> program;
-    if (ast != nullptr && tvr_strict_check(script, *ast))
+    if (ast != nullptr && tvr_strict_check(script, *ast, kernels))
         program = tvr_asm_builder(script, std::move(ast), report).create_program();
     if (!program) script.log().err("Cannot create program.");
     return program;
@@ -37,7 +38,7 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_source(
     tvr_kernel_extract kernels;
     tvr_lexer lexer(&kernels);
     std::shared_ptr<const tvr_ast> ast = lexer.load_source(std::move(text), name);
-    auto program = build(std::move(ast), lexer.report);
+    auto program = build(std::move(ast), lexer.report, kernels.unit.get());
     if (program) program->kernels = std::move(kernels.unit);
     return program;
 }
@@ -70,7 +71,7 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::create_program_from_ast(
     std::shared_ptr<tvr_ast> ast) {
     const tvr_global_lock hold(&script.lock);
     tvr_syntax_report report;
-    return build(std::move(ast), report);
+    return build(std::move(ast), report, nullptr);
 }
 
 std::vector<uint8_t> tvr_compiler::create_binary(tvr_program_block_root& block) {

@@ -17,6 +17,7 @@ class tvr_ast;
 class tvr_src_token_view;
 class tvr_syntax_report;
 class tvrscript;
+struct tvrk_unit;
 
 class tvr_compiler {
 public:
@@ -44,7 +45,8 @@ private:
     };
 
     tvrptr_strong<tvr_program_block_root> build(std::shared_ptr<const tvr_ast> ast,
-                                                tvr_syntax_report& report);
+                                                tvr_syntax_report& report,
+                                                const tvrk_unit* kernels);
     std::string program_cache_key(const std::string& path) const;
     bool unchanged(const cached_program& program) const;
     bool unchanged(const source_file& file) const;

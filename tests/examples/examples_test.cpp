@@ -36,9 +36,11 @@ bool reads(in_pipe& run, const std::string& wanted) {
     return seen.find(wanted) != std::string::npos;
 }
 
-// The status with which it ends when it is asked to.
+// The status with which it ends when it is asked to. What it still says is read: a full pipe would
+// hold it.
 int stopped(in_pipe& run) {
     kill(run.child, SIGTERM);
+    host::test::slurp(run.reader);
     return run.ends();
 }
 

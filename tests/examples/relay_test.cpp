@@ -29,6 +29,7 @@ TEST(relay, a_script_follows_it) {
     sim_process relay(relay_arguments());
     in_pipe run({"run", EXAMPLES "/follow.tvio", "network"}, "cue point");
     kill(run.child, SIGTERM);
+    host::test::slurp(run.reader);
     EXPECT_EQ(run.ends(), 0);
     EXPECT_NE(run.got.find("     connected to tavronet\n"), std::string::npos) << run.got;
     EXPECT_NE(run.got.find("     track: "), std::string::npos) << run.got;

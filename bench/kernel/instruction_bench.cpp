@@ -57,8 +57,42 @@ void time_batch(benchmark::State& run, uint16_t op, tvrk_width width) {
     run.SetItemsProcessed(run.iterations() * int64_t(length));
 }
 
+// What the processor needs for the same traffic without an interpreter: a call and a loop for each
+// instruction of the line, over the same registers.
+using bare_function = void (*)(float* to, const float* x, const float* y);
+
+[[gnu::noinline, gnu::target("avx512f,prefer-vector-width=512")]] void bare_add_avx512(
+    float* to, const float* x, const float* y) {
+#pragma GCC ivdep
+    for (size_t i = 0; i < 2 * tvrk_lanes; ++i) to[i] = x[i] + y[i];
+}
+
+[[gnu::noinline, gnu::target("avx2")]] void bare_add_avx2(float* to, const float* x,
+                                                          const float* y) {
+#pragma GCC ivdep
+    for (size_t i = 0; i < 2 * tvrk_lanes; ++i) to[i] = x[i] + y[i];
+}
+
+void time_bare(benchmark::State& run, bare_function add) {
+    const tvrk_program program = line_of(TVRK_ADD_F32);
+    std::vector<cells> regs(registers);
+    const auto floats = [&](uint16_t r) { return &regs[r].lane[0].f; };
+    for (auto _ : run) {
+        for (size_t i = 0; i < length; ++i) {
+            const tvrk_inst& in = program.code[i];
+            add(floats(in.a), floats(in.b), floats(in.c));
+        }
+    }
+    run.SetItemsProcessed(run.iterations() * int64_t(length));
+}
+
 const int registered = [] {
     const char* const widths[] = {"plain", "avx2", "avx512"};
+    const auto bare = [](const char* name, bare_function add) {
+        benchmark::RegisterBenchmark(name, [add](benchmark::State& s) { time_bare(s, add); });
+    };
+    if (tvrk_best_width() >= tvrk_width::avx2) bare("bare_avx2/ADD_F32", bare_add_avx2);
+    if (tvrk_best_width() >= tvrk_width::avx512) bare("bare_avx512/ADD_F32", bare_add_avx512);
     for (const uint16_t op :
          {TVRK_ADD_I32, TVRK_ADD_X64, TVRK_ADD_F32, TVRK_ADD_F64, TVRK_MUL_I32, TVRK_MUL_F32,
           TVRK_DIV_F32, TVRK_SQRT_F32, TVRK_CMPLT_F32, TVRK_MIN_F64, TVRK_AND_X, TVRK_SHR_I32,

@@ -10,31 +10,13 @@
 #include <unordered_map>
 #include <vector>
 
+#include "bench_thread.h"
 #include "runtime/payload/json_copy.h"
 #include "runtime/payload/json_text.h"
 #include "runtime/payload/std_json.h"
 #include "stdobj/json_sort.h"
 
 namespace {
-
-// The thread as the owner of an interpreter, for the length of a benchmark.
-class bench_thread {
-public:
-    bench_thread() {
-        tvr_local().pools = &pools;
-        tvr_local().lock = &lock;
-        tvr_local().owns_interpreter = true;
-    }
-    ~bench_thread() {
-        tvr_local().pools = nullptr;
-        tvr_local().lock = nullptr;
-        tvr_local().owns_interpreter = false;
-    }
-
-private:
-    tvr_interpreter_lock lock;
-    tvr_pool_set pools{lock};
-};
 
 nlohmann::json deck_like(std::mt19937& random, int number) {
     nlohmann::json beats = nlohmann::json::array();

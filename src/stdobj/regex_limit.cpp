@@ -4,8 +4,8 @@
 
 namespace {
 
-// Calls of the matcher between two characters of the text, for each of a pattern's branches.
-// Measured: 203 without and 700 with the address sanitizer.
+// Stack that the matcher takes for each character of the text and each of the pattern's branches,
+// with room to spare: measured were 160, and 376 with the address sanitizer.
 constexpr size_t bytes_a_branch = 900;
 
 bool is_digit(char c) {

@@ -74,14 +74,15 @@ tvr_text_parts tvr_split(std::string_view text, std::string_view delimiter, int6
 }
 
 tvr_text_parts tvr_split_words(std::string_view text) {
-    constexpr std::string_view whitespace = " \t\n\r\f\v";
     tvr_text_parts parts;
-    for (size_t begin = text.find_first_not_of(whitespace); begin != npos;) {
-        const size_t end = std::min(text.find_first_of(whitespace, begin), text.size());
-        parts.push_back(text.substr(begin, end - begin));
-        begin = text.find_first_not_of(whitespace, end);
+    size_t at = 0;
+    while (true) {
+        while (at < text.size() && tvr_is_space(text[at])) ++at;
+        if (at == text.size()) return parts;
+        const size_t begin = at;
+        while (at < text.size() && !tvr_is_space(text[at])) ++at;
+        parts.push_back(text.substr(begin, at - begin));
     }
-    return parts;
 }
 
 tvr_text_parts tvr_smart_split(std::string_view text, std::string_view delimiter) {

@@ -14,10 +14,6 @@ namespace {
 
 constexpr std::string_view whitespace = " \t\n\r\f\v";
 
-bool is_space(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 // A set of bytes.
 class byte_set {
 public:
@@ -33,7 +29,7 @@ private:
 std::string without_spaces(std::string_view text) {
     std::string out;
     std::copy_if(text.begin(), text.end(), std::back_inserter(out),
-                 [](char c) { return !is_space(c); });
+                 [](char c) { return !tvr_is_space(c); });
     return out;
 }
 
@@ -41,7 +37,7 @@ std::string without_spaces(std::string_view text) {
 size_t loose_match_end(std::string_view text, size_t from, std::string_view wanted) {
     size_t at = from;
     for (const char each : wanted) {
-        while (at < text.size() && is_space(text[at])) ++at;
+        while (at < text.size() && tvr_is_space(text[at])) ++at;
         if (at == text.size() || text[at] != each) return std::string_view::npos;
         ++at;
     }
@@ -160,7 +156,7 @@ std::string tvr_compress_whitespace(std::string_view text) {
     out.reserve(text.size());
     bool in_space = false;
     for (const char each : text) {
-        const bool space = is_space(each);
+        const bool space = tvr_is_space(each);
         if (!space) out += each;
         if (space && !in_space) out += ' ';
         in_space = space;

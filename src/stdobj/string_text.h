@@ -11,6 +11,10 @@
 // The first place of `wanted` from `from` on; npos without one. An empty text is found at once.
 size_t tvr_find_text(std::string_view text, std::string_view wanted, size_t from = 0);
 
+inline bool tvr_is_space(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 std::string_view tvr_trim_left(std::string_view text);
 std::string_view tvr_trim_right(std::string_view text);
 std::string_view tvr_trim(std::string_view text);

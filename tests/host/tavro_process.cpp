@@ -82,7 +82,7 @@ in_pipe::in_pipe(const words& arguments, const std::string& wanted) {
     close(out[1]);
     reader = out[0];
     char byte;
-    while (got.find(wanted) == std::string::npos && read(reader, &byte, 1) == 1) got += byte;
+    while (!got.ends_with(wanted) && read(reader, &byte, 1) == 1) got += byte;
 }
 
 in_pipe::~in_pipe() {

@@ -27,6 +27,7 @@ TEST(strict_finding, conditions) {
         {"x = std.file.read(\"a\"); if (x) { }", ""},  // a test for None
         {"if (std.instanceof([], \"std.json\")) { }", ""},
         {"class a { } x = a(); if (x) { }", ""},
+        {"x = std.docs(\"std\"); if (x) { } y = [1].pop(); if (y) { }", ""},  // may be None
     });
 }
 
@@ -181,6 +182,7 @@ TEST(strict_finding, members) {
         {"class a { int x = 1; } p = a(); p.x = \"b\";", "Cannot assign string to 'x', it is int."},
         {"class a { int x = 1; def f() { x = 2; x = 2.5; } }",
          "Cannot assign float to 'x', it is int."},
+        {"class a { string x = None; def f() { x = None; } } a().x = None;", ""},
         {"class a { int x = \"b\"; }", "Cannot assign string to 'x', it is int."},
         {"x = 5; x.y = 1;",
          "Setting member 'y' turns this int into a json object. Initialize it with [] (or "

@@ -173,7 +173,8 @@ void tvr_strict_checker_impl::set_instance_member(const type& of, token name, co
     const tvr_strict_class& in = *of.of_class;
     if (const tvr_strict_member* member = in.find_member(name->text())) {
         if (member->is_private && !may_see(member->in)) private_member(in, name);
-        if (!tvr_strict_fits(member->declared, value))
+        const bool none = value.is_none() && member->none_at_first;
+        if (!none && !tvr_strict_fits(member->declared, value))
             find(name, "Cannot assign ", tvr_strict_type_name(value), " to '", name->text(),
                  "', it is ", tvr_strict_type_name(member->declared), ".");
     } else if (in.find_method(name->text()) != nullptr) {

@@ -15,7 +15,8 @@
 //   checker.h        the walk; one file for each group of the tree:
 //     statements.cpp   blocks, branches, loops, try, return
 //     conditions.cpp   conditions, and what a test tells of the tested
-//     expressions.cpp  literals, operators
+//     expressions.cpp  literals, rows of operators
+//     operators.cpp    what operators make of their operands
 //     chains.cpp       names, members, indices
 //     calls.cpp        calls of every kind, arguments
 //     assignments.cpp  assignments, declared types, literals for them
@@ -149,7 +150,11 @@ private:
     bool is_followed(int64_t variable);
     const tvr_function_def* called_native(const call_node& node);
 
-    // Expressions (expressions.cpp).
+    // Expressions (expressions.cpp, operators.cpp).
+    // The end of a report on a value of the wrong type.
+    static constexpr const char* convert_hint =
+        " Convert explicitly with std.int(), std.float() or std.string().";
+
     struct used_operand {
         type is;
         const tvr_ast_node* node;

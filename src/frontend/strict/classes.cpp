@@ -73,7 +73,11 @@ void tvr_strict_checker_impl::add_members(tvr_strict_class& made, const tvr_ast_
         return add_member(made, node.start, node.as<tvr_ast_node_variable>().keywords);
     case node_type::node_assign: {
         const auto& assign = node.as<tvr_ast_node_assign>();
-        return add_member(made, assign.target->start, assign.keywords);
+        add_member(made, assign.target->start, assign.keywords);
+        const auto added = made.members.find(assign.target->start->text());
+        if (added != made.members.end() && tvr_strict_literal_type(*assign.value).is_none())
+            added->second.none_at_first = true;
+        return;
     }
     case node_type::node_function_def: {
         const auto& def = node.as<tvr_ast_node_function_def>();

@@ -36,6 +36,7 @@ struct tvr_strict_function {
 struct tvr_strict_member {
     tvr_strict_type declared;
     bool is_private = false;
+    bool none_at_first = false;            // so that None fits whatever is declared
     const tvr_strict_class* in = nullptr;  // who declares it first
 };
 

@@ -32,7 +32,8 @@ constexpr row table[] = {
     {"std", "millis", kind::integer},
     {"std", "time", kind::real},
     {"std", "env", kind::text, true},
-    {"std", "docs", kind::dynamic},
+    {"std", "args", kind::json},
+    {"std.file", "list", kind::json},
     {"std.file", "read", kind::text, true},
     {"std.file", "read_buffer", kind::dynamic, true},
     {"std.file", "write", kind::boolean},
@@ -107,14 +108,14 @@ tvr_strict_type tvr_strict_natives::result_of(const tvr_function_def& function) 
     return known != facts.end() ? known->second.result : type_of_class(function.docs.returns_class);
 }
 
-// The methods of json give back what they find under a class that they name for documentation.
 tvr_strict_type tvr_strict_natives::result_of(const tvrobject_metadata& of,
                                               const tvr_function_def& method) const {
     if (method.name == "size" && (&of == json || &of == string)) return kind::integer;
-    if (&of == json && method.docs.returns_class == "std.json") return {};
     return type_of_class(method.docs.returns_class);
 }
 
+// Documentation tells what a result is when there is one. Where it says json or string, None may
+// come instead, and a list's element instead of a list.
 tvr_strict_type tvr_strict_natives::type_of_class(std::string_view name) const {
     if (name.empty()) return {};
     const size_t dot = name.rfind('.');
@@ -122,9 +123,7 @@ tvr_strict_type tvr_strict_natives::type_of_class(std::string_view name) const {
     const tvr_namespace* space = root.find_path(name.substr(0, dot));
     const tvrobject_metadata* found =
         space != nullptr ? space->find_class(name.substr(dot + 1)) : nullptr;
-    if (found == nullptr) return {};
-    if (found == json) return kind::json;
-    if (found == string) return kind::text;
+    if (found == nullptr || found == json || found == string) return {};
     tvr_strict_type made = kind::object;
     made.native = found;
     return made;

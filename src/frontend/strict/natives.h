@@ -2,8 +2,8 @@
 
 // What is known of native functions and classes beyond the number of their parameters.
 //
-// Results come from a table for the standard library, whose documentation names classes only, and
-// from the documentation for all others. Thread: one compile, under the interpreter's lock.
+// Results come from a table for the standard library, and from the documentation where it names a
+// native class. Thread: one compile, under the interpreter's lock.
 
 #include <string_view>
 #include <unordered_map>

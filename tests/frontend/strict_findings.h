@@ -20,10 +20,10 @@ public:
     }
 
     // Each finding as "line: text", a line feed behind each; a text that is none is said so.
-    std::string of(const std::string& text) {
+    std::string of(std::string text, const std::string& path = "<memory>") {
         tvr_kernel_extract kernels;
         tvr_lexer lexer(&kernels);
-        const auto ast = lexer.load_source(text);
+        const auto ast = lexer.load_source(std::move(text), path);
         if (ast == nullptr) return "no tree: " + lexer.report.first_error().message + "\n";
         tvr_strict_checker_impl checker(maker.script, *ast, kernels.unit.get());
         checker.infer();

@@ -227,7 +227,12 @@ void expect_stop_to_end(const std::string& text, bool on_worker) {
         EXPECT_EQ(in.script.stop_status(), 7);
         EXPECT_FALSE(in.script.has_work());
     }
-    EXPECT_EQ(log.said(), "ready|");
+    // A worker may not have come back yet when its task wants the next turn.
+    std::string said = log.said();
+    const std::string_view overload = "W Thread pool overload, waiting for free worker threads...|";
+    const size_t at = said.find(overload);
+    if (at != std::string::npos) said.erase(at, overload.size());
+    EXPECT_EQ(said, "ready|");
 }
 
 TEST(stop, ends_whatever_runs) {

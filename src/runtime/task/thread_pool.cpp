@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "base/clock.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/log/log.h"
 #include "runtime/script/script.h"
@@ -57,12 +58,16 @@ void tvr_thread_pool::run_task(tvr_task& task) {
 }
 
 bool tvr_thread_pool::wait_for_free_worker() {
+    bool tells = false;
     {
         tvr_lock hold(mutex);
         if (wanted == 0) return false;
         if (has_free_worker() || ready < wanted) return true;
+        const double now = tvr_now_s();
+        tells = now >= next_warning;
+        if (tells) next_warning = now + warning_rest_s;
     }
-    tvr_log().warn("Thread pool overload, waiting for free worker threads...");
+    if (tells) tvr_log().warn("Thread pool overload, waiting for free worker threads...");
     const tvr_scoped_unlock others_may_run;
     tvr_lock hold(mutex);
     while (wanted > 0 && !has_free_worker()) changed.wait(mutex);

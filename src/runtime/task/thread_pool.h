@@ -22,6 +22,7 @@ class tvrscript;
 class tvr_thread_pool {
 public:
     static constexpr size_t max_jobs = 1024;
+    static constexpr double warning_rest_s = 1.0;  // between two warnings of an overload
 
     explicit tvr_thread_pool(tvrscript& owner) : script(owner) {}
     ~tvr_thread_pool() { shutdown(); }
@@ -77,4 +78,5 @@ private:
     size_t ready TVR_GUARDED_BY(mutex) = 0;
     size_t free_workers TVR_GUARDED_BY(mutex) = 0;
     size_t tasks_running TVR_GUARDED_BY(mutex) = 0;
+    double next_warning TVR_GUARDED_BY(mutex) = 0;  // s
 };

@@ -37,6 +37,8 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "frontend/strict/finding.h"

@@ -1,6 +1,6 @@
 #include "frontend/strict/flow.h"
 
-#include <algorithm>
+#include <utility>
 
 void tvr_strict_flow::open_scope() {
     scopes.push_back(open.size());

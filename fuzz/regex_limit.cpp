@@ -25,7 +25,7 @@ public:
 // The first byte says how long the text is. The matcher's time, unlike its stack, has no bound, so
 // only short texts are tried, and patterns without much to choose from.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    constexpr size_t most_pattern = 64, most_text = 8, most_branches = 10;
+    constexpr size_t most_pattern = 64, most_text = 7, most_branches = 5;
     if (size == 0) return 0;
     silent_sink sink;
     tvr_local().errors = &sink;

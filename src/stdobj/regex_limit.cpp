@@ -31,7 +31,7 @@ private:
     void look_at(char c) {
         bool closed = false;
         switch (c) {
-        case '\\': ++at; break;
+        case '\\': step_over_escape(); break;
         case '[': step_over_set(); break;
         case '(':
             measure.depth = std::max(measure.depth, ++open);
@@ -45,6 +45,7 @@ private:
         case '|': ++measure.branches; break;
         default:
             measure.copies = measure.copies || c == '{';
+            if (c == '{') count_digits(count_digits(at + 1) + 1);  // {n,m}
             if (is_repeat(c)) repeat(c != '?' && (c != '{' || is_endless()));
         }
         behind_group = closed;
@@ -67,8 +68,21 @@ private:
 
     void step_over_set() {
         for (++at; at < pattern.size() && pattern[at] != ']'; ++at) {
-            if (pattern[at] == '\\') ++at;
+            if (pattern[at] == '\\') step_over_escape();
         }
+    }
+
+    void step_over_escape() {
+        count_digits(at + 1);
+        ++at;
+    }
+
+    // Of the number at a place; the place behind it.
+    size_t count_digits(size_t from) {
+        size_t end = from;
+        while (end < pattern.size() && is_digit(pattern[end])) ++end;
+        measure.digits = std::max(measure.digits, end - from);
+        return end;
     }
 
     size_t affordable() const { return tvr_regex_stack_bytes / measure.stack_bytes(1); }

@@ -13,6 +13,7 @@ inline constexpr size_t tvr_regex_plain_limit = 262144;  // nothing repeats with
 inline constexpr size_t tvr_regex_repeat_limit = 16384;  // a character does: *, + or {2,}
 inline constexpr size_t tvr_regex_group_limit = 8192;    // a group does
 inline constexpr size_t tvr_regex_most_groups = 32;      // inside of each other
+inline constexpr size_t tvr_regex_most_digits = 9;  // of a number behind a backslash or in braces
 inline constexpr size_t tvr_regex_stack_bytes = size_t(512) << 20;
 
 struct tvr_regex_measure {
@@ -23,6 +24,7 @@ struct tvr_regex_measure {
     size_t depth = 0;                      // groups inside of each other
     size_t branches = 0;                   // places where the matcher chooses or takes a note
     bool copies = false;                   // has {n,m}, of which the matcher makes m copies
+    size_t digits = 0;                     // of the longest number that the library reckons with
 };
 
 // Reads a pattern once. Escaped characters and those in [...] mean nothing. A pattern with very

@@ -55,6 +55,11 @@ bool refuse(std::string_view method, const tvr_regex_measure& measure, size_t te
                       " groups inside of each other, more than ", tvr_regex_most_groups);
         return true;
     }
+    if (measure.digits > tvr_regex_most_digits) {
+        runtime_error(method, ": a number in the pattern has ", measure.digits,
+                      " digits, more than ", tvr_regex_most_digits);
+        return true;
+    }
     if (text_bytes <= measure.limit) return false;
     runtime_error(method, ": input of ", text_bytes, " characters exceeds the std::regex limit of ",
                   measure.limit,

@@ -93,6 +93,27 @@ TEST_F(regex_matcher_test, survives_the_worst_below_each_limit) {
     EXPECT_TRUE(matches(times("a", 5000), 5000));
 }
 
+// The library reckons with numbers without looking at their size.
+TEST_F(regex_matcher_test, refuses_numbers_that_overflow) {
+    struct row {
+        const char* pattern;
+        bool runs;
+    };
+    const row rows[] = {
+        {"\\6666666666666666666", false},
+        {"a{6666666666666666666}", false},
+        {"a{1,6666666666666666666}", false},
+        {"[\\6666666666666666666]", false},
+        {"6666666666666666666,6666666666666666666", true},
+        {"a{1,9}", true},
+    };
+    for (const row& r : rows) {
+        SCOPED_TRACE(r.pattern);
+        EXPECT_EQ(tvr_run_regex("test", r.pattern, 1, [](const std::regex&) {}), r.runs);
+        EXPECT_EQ(said().empty(), r.runs);
+    }
+}
+
 TEST_F(regex_matcher_test, short_texts_of_known_patterns_need_no_other_thread) {
     const auto thread_of = [&](const std::string& pattern, size_t letters) {
         std::thread::id ran;

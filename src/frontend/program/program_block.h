@@ -141,7 +141,7 @@ public:
 
     std::vector<std::string> strings;
     std::unordered_map<std::string_view, uint32_t> string_places;  // of strings' texts
-    std::shared_ptr<const tvr_ast> ast;  // keeps the tokens that reports point at
+    std::shared_ptr<const tvr_ast> ast;        // keeps the tokens that reports point at
     std::shared_ptr<const tvrk_unit> kernels;  // of its kernel declarations; null for none
 };
 

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "base/join.h"
-#include "frontend/source/token_view.h"
 #include "base/utf8.h"
+#include "frontend/source/token_view.h"
 
 namespace {
 

@@ -52,6 +52,9 @@ void script_runner::turn() {
         if (next_frame <= now) next_frame = now + frame_s;
     }
     script.update();
+    // What has rung up to here shows in what is asked from here on: whether there is work, and
+    // when. A worker that ends the last task behind this line rings again.
+    tvr_local().wait_for_wakeup(0);
 }
 
 double script_runner::next_turn() {
@@ -67,11 +70,8 @@ double script_runner::next_turn() {
 
 void script_runner::sleep() {
     if (before_sleep) before_sleep();
-    tvr_thread_local& local = tvr_local();
-    // What the frame itself has rung for is known to next_turn().
-    local.wait_for_wakeup(0);
     const double until = next_turn();
-    if (until > tvr_now_s()) local.wait_for_wakeup(until);
+    if (until > tvr_now_s()) tvr_local().wait_for_wakeup(until);
 }
 
 int exit_status_of(const tvrscript& script, const tvrptr_strong<tvr_task>& root) {

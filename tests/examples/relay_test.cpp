@@ -19,7 +19,8 @@ std::vector<std::string> relay_arguments() {
     std::vector<std::string> all{"relay", "--name", "booth relay", "--speed",
                                  "20",    "--loop", "--pcm"};
     for (int port = 6454; port < 6462; ++port) {
-        all.insert(all.end(), {"--to", "127.0.0.1:" + std::to_string(port)});
+        all.emplace_back("--to");
+        all.push_back("127.0.0.1:" + std::to_string(port));
     }
     all.push_back(set);
     return all;

@@ -16,13 +16,16 @@ constexpr const char* set = EXAMPLES "/recordings/club-night.jsonl";
 
 // A script's node takes the first free port of these; another test's may hold one.
 std::vector<std::string> relay_arguments() {
-    std::vector<std::string> all{"relay", "--name", "booth relay", "--speed",
-                                 "20",    "--loop", "--pcm"};
+    std::vector<std::string> all;
+    for (const char* word :
+         {"relay", "--name", "booth relay", "--speed", "20", "--loop", "--pcm"}) {
+        all.emplace_back(word);
+    }
     for (int port = 6454; port < 6462; ++port) {
         all.emplace_back("--to");
         all.push_back("127.0.0.1:" + std::to_string(port));
     }
-    all.push_back(set);
+    all.emplace_back(set);
     return all;
 }
 

@@ -36,6 +36,7 @@ tvrscript_config_default careful(tvr_log_base& log) {
     config.log = &log;
     config.max_call_depth = 60;
     config.restricted_mode = true;
+    config.strict_mode = true;  // the checker has to survive it as well
     config.allowed_namespaces = {"std.math", "std.random"};
     return config;
 }

@@ -18,8 +18,26 @@ struct tvr_std_json::key_index {
         uint32_t entry = 0;  // its position and one; 0 for a free place
     };
 
+    // Keys are short: up to 16 bytes are read as words, which may overlap, and stirred.
     static uint32_t hash_of(std::string_view key) {
-        return uint32_t(std::hash<std::string_view>()(key));
+        constexpr size_t two_words = 16;
+        if (key.size() > two_words) return uint32_t(std::hash<std::string_view>()(key));
+        uint64_t first = 0, last = 0;
+        if (key.size() >= sizeof first) {
+            std::memcpy(&first, key.data(), sizeof first);
+            std::memcpy(&last, key.data() + key.size() - sizeof last, sizeof last);
+        } else if (key.size() >= sizeof(uint32_t)) {
+            uint32_t front = 0, back = 0;
+            std::memcpy(&front, key.data(), sizeof front);
+            std::memcpy(&back, key.data() + key.size() - sizeof back, sizeof back);
+            first = uint64_t(front) << 32 | back;
+        } else {
+            for (const char c : key) first = first << 8 | uint8_t(c);
+        }
+        constexpr uint64_t odd = 0x9E3779B97F4A7C15, other = 0xD6E8FEB86659FD93;
+        uint64_t h = (first + key.size()) * odd;
+        h = (h ^ h >> 32 ^ last) * other;
+        return uint32_t(h ^ h >> 32);
     }
 
     // The place of a key, or the free one where it belongs.

@@ -29,66 +29,55 @@ struct tvr_src_token;
 
 // In the comments: a, b and c are registers unless it says so; temporaries that are read are
 // dropped, but for those of the jumps and of what says "keep".
-#define TVR_MACHINE_OPS(OP)                                                                     \
-    OP(add)                                                                                     \
-    OP(sub)                                                                                     \
-    OP(mult)                                                                                    \
-    OP(div)                                                                                     \
-    OP(mod)                                                                                     \
-    OP(band)                                                                                    \
-    OP(bor)                                                                                     \
-    OP(bxor) /* a = b op c */                                                                   \
-    OP(equal)                                                                                   \
-    OP(not_equal)                                                                               \
-    OP(less)                                                                                    \
-    OP(less_equal)                                                                              \
-    OP(more)                                                                                    \
-    OP(more_equal) /* Comparison of a and b, and jump; see tvr_compare_jump_words. */           \
-    OP(equal_true)                                                                              \
-    OP(not_equal_true)                                                                          \
-    OP(less_true)                                                                               \
-    OP(less_equal_true)                                                                         \
-    OP(more_true)                                                                               \
-    OP(more_equal_true)                                                                         \
-    OP(equal_false)                                                                             \
-    OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false) OP(more_equal_false) \
-        OP(minus) OP(negate) OP(bnot) OP(truth)    /* a from b */                               \
-        OP(increment) OP(decrement)                /* a in place */                             \
-        OP(increment_old) OP(decrement_old)        /* a = old value of b */                     \
-        OP(move)                                   /* assign b to what a holds */               \
-        OP(load)                                   /* temporary a = value of b, keep */         \
-        OP(none)                                   /* a = none */                               \
-        OP(reference)                              /* temporary a = reference to b's cell */    \
-        OP(bind)                                   /* a's cell becomes a reference to b's */    \
-        OP(new_json)                               /* a = a new json */                         \
-        OP(append)                                 /* to the json a: b; keep a */               \
-        OP(append_reference)                       /* to the json a: reference to b; keep a */  \
-        OP(bind_object)                            /* flag on a */                              \
-        OP(clear)                                  /* cells a to below b are reset */           \
-        OP(drop)                                   /* temporary a is not read */                \
-        OP(jump) OP(loop)                          /* by offset(); loop polls */                \
-        OP(jump_false) OP(jump_true) OP(jump_some) /* if a, by offset(); keep */                \
-        OP(test_false) OP(test_true)               /* if a, by offset() */                      \
-        OP(jump_given)                             /* if parameter a was given, by offset() */  \
-        OP(self)                                   /* a = this */                               \
-        OP(get) OP(get_handle)                     /* a = b.name, site c */                     \
-        OP(get_self) OP(get_self_handle)           /* a = this.name, site c */                  \
-        OP(set) OP(set_self)                       /* a.name = b; this.name = b; site c */      \
-        OP(index) OP(index_handle)                 /* a = b[c] */                               \
-        OP(index_keep)                             /* a = b[c]; keep both */                    \
-        OP(index_optional)                         /* a = b[c]; missing is none, not made */    \
-        OP(set_index)                              /* a[b] = c */                               \
-        OP(set_index_value)                        /* a[b] = c; a is a value in passing */      \
-        OP(function)                               /* a = value of block site c */              \
-        OP(capture)                                /* function a, keep, takes a copy of b */    \
-        OP(bind_self)                              /* function a, keep, takes this */           \
-        OP(call)                                   /* a = b(...), site c */                     \
-        OP(call_known) OP(call_native)             /* a = site c's (...) */                     \
-        OP(call_method)                            /* a = b.name(...), site c */                \
-        OP(call_self) OP(call_super)               /* a = this.name(...), site c */             \
-        OP(give) OP(give_none)                     /* return a; return */                       \
-        OP(make_instance)                          /* end of a class's body */                  \
-        OP(invalid)                                /* opcode a */
+// The formatter finds no rest on this list.
+// clang-format off
+#define TVR_MACHINE_OPS(OP)                                                                      \
+    OP(add) OP(sub) OP(mult) OP(div) OP(mod)      /* a = b op c */                               \
+    OP(band) OP(bor) OP(bxor)                                                                    \
+    OP(equal) OP(not_equal) OP(less) OP(less_equal) OP(more) OP(more_equal)                      \
+    /* Comparison of a and b, and jump; see tvr_compare_jump_words. */                           \
+    OP(equal_true) OP(not_equal_true) OP(less_true) OP(less_equal_true) OP(more_true)            \
+    OP(more_equal_true)                                                                          \
+    OP(equal_false) OP(not_equal_false) OP(less_false) OP(less_equal_false) OP(more_false)       \
+    OP(more_equal_false)                                                                         \
+    OP(minus) OP(negate) OP(bnot) OP(truth)       /* a from b */                                 \
+    OP(increment) OP(decrement)                   /* a in place */                               \
+    OP(increment_old) OP(decrement_old)           /* a = old value of b */                       \
+    OP(move)                                      /* assign b to what a holds */                 \
+    OP(load)                                      /* temporary a = value of b, keep */           \
+    OP(none)                                      /* a = none */                                 \
+    OP(reference)                                 /* temporary a = reference to b's cell */      \
+    OP(bind)                                      /* a's cell becomes a reference to b's */      \
+    OP(new_json)                                  /* a = a new json */                           \
+    OP(append)                                    /* to the json a: b; keep a */                 \
+    OP(append_reference)                          /* to the json a: reference to b; keep a */    \
+    OP(bind_object)                               /* flag on a */                                \
+    OP(clear)                                     /* cells a to below b are reset */             \
+    OP(drop)                                      /* temporary a is not read */                  \
+    OP(jump) OP(loop)                             /* by offset(); loop polls */                  \
+    OP(jump_false) OP(jump_true) OP(jump_some)    /* if a, by offset(); keep */                  \
+    OP(test_false) OP(test_true)                  /* if a, by offset() */                        \
+    OP(jump_given)                                /* if parameter a was given, by offset() */    \
+    OP(self)                                      /* a = this */                                 \
+    OP(get) OP(get_handle)                        /* a = b.name, site c */                       \
+    OP(get_self) OP(get_self_handle)              /* a = this.name, site c */                    \
+    OP(set) OP(set_self)                          /* a.name = b; this.name = b; site c */        \
+    OP(index) OP(index_handle)                    /* a = b[c] */                                 \
+    OP(index_keep)                                /* a = b[c]; keep both */                      \
+    OP(index_optional)                            /* a = b[c]; missing is none, not made */      \
+    OP(set_index)                                 /* a[b] = c */                                 \
+    OP(set_index_value)                           /* a[b] = c; a is a value in passing */        \
+    OP(function)                                  /* a = value of block site c */                \
+    OP(capture)                                   /* function a, keep, takes a copy of b */      \
+    OP(bind_self)                                 /* function a, keep, takes this */             \
+    OP(call)                                      /* a = b(...), site c */                       \
+    OP(call_known) OP(call_native)                /* a = site c's (...) */                       \
+    OP(call_method)                               /* a = b.name(...), site c */                  \
+    OP(call_self) OP(call_super)                  /* a = this.name(...), site c */               \
+    OP(give) OP(give_none)                        /* return a; return */                         \
+    OP(make_instance)                             /* end of a class's body */                    \
+    OP(invalid)                                   /* opcode a */
+// clang-format on
 
 enum class tvr_machine_opcode : uint16_t {
 #define TVR_MACHINE_ENUM(name) op_##name,

@@ -5,31 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include "bench_thread.h"
 #include "runtime/local/pool_set.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/value/arithmetic.h"
 #include "runtime/value/records.h"
 
 namespace {
-
-// The thread as the owner of an interpreter, for the length of a benchmark.
-class bench_thread {
-public:
-    bench_thread() {
-        tvr_local().pools = &pools;
-        tvr_local().lock = &lock;
-        tvr_local().owns_interpreter = true;
-    }
-    ~bench_thread() {
-        tvr_local().pools = nullptr;
-        tvr_local().lock = nullptr;
-        tvr_local().owns_interpreter = false;
-    }
-
-private:
-    tvr_interpreter_lock lock;
-    tvr_pool_set pools{lock};
-};
 
 constexpr std::string_view text = "the name of a track, of usual length";
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bench_thread.h"
+#include "../runtime/bench_thread.h"
 #include "runtime/payload/std_buffer.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/value/records.h"

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "bench_thread.h"
+#include "../runtime/bench_thread.h"
 #include "runtime/payload/json_copy.h"
 #include "runtime/payload/json_text.h"
 #include "runtime/payload/std_json.h"

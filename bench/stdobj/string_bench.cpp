@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench_thread.h"
+#include "../runtime/bench_thread.h"
 #include "runtime/payload/std_string.h"
 #include "runtime/value/records.h"
 #include "runtime/vm/context.h"

@@ -4,23 +4,6 @@
 
 using node_type = tvr_ast_node_type;
 
-namespace {
-
-// What the last link of a chain stands behind; null for an operand.
-const tvr_ast_node* left_of(const tvr_ast_node& node) {
-    switch (node.type) {
-    case node_type::node_json_literal: return node.as<tvr_ast_node_json_literal>().left;
-    case node_type::node_json: return node.as<tvr_ast_node_json>().left;
-    case node_type::node_function_call: return node.as<tvr_ast_node_function_call>().callee;
-    case node_type::node_unary:
-        return node.as<tvr_ast_node_unary>().postfix ? node.as<tvr_ast_node_unary>().operand
-                                                     : nullptr;
-    default: return nullptr;
-    }
-}
-
-}  // namespace
-
 bool tvr_asm_builder::chain::next_is_method() const {
     return next_is(node_type::node_json_literal) && links.size() > 1 &&
            links[links.size() - 2]->type == node_type::node_function_call;
@@ -28,7 +11,8 @@ bool tvr_asm_builder::chain::next_is_method() const {
 
 tvr_asm_builder::chain tvr_asm_builder::chain_of(const tvr_ast_node& node, access mode) {
     chain made{&node, {}, mode};
-    for (const tvr_ast_node* left = left_of(node); left != nullptr; left = left_of(*left)) {
+    for (const auto* left = tvr_left_of_link(node); left != nullptr;
+         left = tvr_left_of_link(*left)) {
         made.links.push_back(made.value);
         made.value = left;
     }

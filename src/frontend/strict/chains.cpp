@@ -11,19 +11,6 @@ namespace {
 
 using node_type = tvr_ast_node_type;
 
-// What the last link of a chain stands behind; null for an operand.
-const tvr_ast_node* left_of(const tvr_ast_node& node) {
-    switch (node.type) {
-    case node_type::node_json_literal: return node.as<tvr_ast_node_json_literal>().left;
-    case node_type::node_json: return node.as<tvr_ast_node_json>().left;
-    case node_type::node_function_call: return node.as<tvr_ast_node_function_call>().callee;
-    case node_type::node_unary:
-        return node.as<tvr_ast_node_unary>().postfix ? node.as<tvr_ast_node_unary>().operand
-                                                     : nullptr;
-    default: return nullptr;
-    }
-}
-
 // Methods of lists that every list has, whatever the library says of them.
 bool is_list_method(std::string_view name) {
     constexpr std::string_view known[] = {"push",     "push_back", "push_cyclic", "pop",
@@ -47,7 +34,8 @@ tvr_strict_checker_impl::chain tvr_strict_checker_impl::begin_chain(const tvr_as
     walked.first = links.size();
     walked.wanted = wanted;
     const tvr_ast_node* value = &node;
-    for (const tvr_ast_node* left = left_of(*value); left != nullptr; left = left_of(*left)) {
+    for (const auto* left = tvr_left_of_link(*value); left != nullptr;
+         left = tvr_left_of_link(*left)) {
         links.push_back(value);
         value = left;
     }

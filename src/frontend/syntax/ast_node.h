@@ -294,3 +294,18 @@ struct tvr_ast_node_using_namespace : tvr_ast_node {
 #undef TVR_NODE
 
 static_assert(sizeof(tvr_ast_node_variable) == 24 && sizeof(tvr_ast_node_json_literal) == 32);
+
+// What the last link of a chain (a member, an index, a call, ++ or -- behind an operand) stands
+// behind; null for an operand. Chains are as long as their source: walk them in a loop.
+inline const tvr_ast_node* tvr_left_of_link(const tvr_ast_node& node) {
+    using node_type = tvr_ast_node_type;
+    switch (node.type) {
+    case node_type::node_json_literal: return node.as<tvr_ast_node_json_literal>().left;
+    case node_type::node_json: return node.as<tvr_ast_node_json>().left;
+    case node_type::node_function_call: return node.as<tvr_ast_node_function_call>().callee;
+    case node_type::node_unary:
+        return node.as<tvr_ast_node_unary>().postfix ? node.as<tvr_ast_node_unary>().operand
+                                                     : nullptr;
+    default: return nullptr;
+    }
+}

@@ -1,0 +1,327 @@
+#include "night.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+#include "base/clock.h"
+
+namespace soak {
+
+namespace {
+
+std::atomic<bool> early{false};  // set by signals, read by the night
+
+constexpr double s_per_minute = 60;
+constexpr double most_silence_s = 120;  // of a process that tells once a second
+constexpr double end_within_s = 120;
+constexpr int quarters = 4;
+constexpr int64_t calm_reports = 4;  // until what was under way has passed
+constexpr size_t most_faults = 40;   // in the verdict
+
+#if defined(SOAK_SANITIZED)
+constexpr bool judges_memory = false;  // freed memory is kept back
+#else
+constexpr bool judges_memory = true;
+#endif
+
+// Words that no line of a sound process has. The show is told to say everything at its end.
+constexpr const char* bad_words[] = {
+    "Script shutdown",  "still referenced",      "pool chunk",      "double free?",
+    "double allocate?", "invalid variable pool", "belongs to pool", "Sanitizer",
+    "terminate called", "stack smashing",
+};
+
+pace pace_of(const night_wish& wish) {
+    return wish.quick ? pace{4, 8, 1} : pace{12, 40, 5};
+}
+
+std::string number(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", value);
+    return text;
+}
+
+std::vector<std::string> board_words(const std::string& link) {
+    return {"serve", "--pty", link, "--loop", "--speed", "6", CLUB_NIGHT};
+}
+
+// Lines are lost and damaged in every life; the board hangs, fails or is pulled out in most.
+std::vector<std::string> board_mishaps(random_source& random, double life_s) {
+    std::vector<std::string> words = {
+        "--seed", std::to_string(random() % 1000), "--drop", "0.002", "--garble", "0.002"};
+    for (uint64_t i = random() % 4; i > 0; --i) {
+        const std::string at = number(draw(random, 1, life_s));
+        const std::vector<std::string> kinds[] = {
+            {"--stall", "4@" + at}, {"--unplug", "2@" + at}, {"--reboot", at}};
+        for (const std::string& word : kinds[random() % 3]) words.push_back(word);
+    }
+    return words;
+}
+
+// It calls every port that a node of this machine takes.
+std::vector<std::string> relay_words() {
+    std::vector<std::string> words = {"relay", "--name", "soak", "--loop", "--speed", "4", "--pcm"};
+    for (int port = 6454; port < 6460; ++port) {
+        words.emplace_back("--to");
+        words.push_back("127.0.0.1:" + std::to_string(port));
+    }
+    words.emplace_back(CLUB_NIGHT);
+    return words;
+}
+
+std::vector<std::string> relay_mishaps(random_source& random, double life_s) {
+    std::vector<std::string> words = {"--seed",      std::to_string(random() % 1000),
+                                      "--loss",      "0.1",
+                                      "--duplicate", "0.05",
+                                      "--reorder",   "0.05",
+                                      "--delay",     "3"};
+    if (random() % 2 == 0) {
+        words.emplace_back("--restart");
+        words.push_back(number(draw(random, 1, life_s)));
+    }
+    return words;
+}
+
+// A set of a minute whose last line says that it is over. Empty if there is none.
+std::string make_recording(const std::string& path) {
+    bridge_sim::test::sim_process maker(
+        {"record", "--seed", "3", "--minutes", "1", "--pcm", "0", "-o", path});
+    if (maker.finish() != 0) return {};
+    std::string line, last;
+    for (std::ifstream file(path); std::getline(file, line);) last = line;
+    const size_t at = last.find("\"rx\":");
+    if (at == last.npos) return {};
+    std::ofstream(path, std::ios::app) << R"({"t":"warn","msg":"the end","rx":)"
+                                       << std::atof(last.c_str() + at + 5) + 0.1 << "}\n";
+    return path;
+}
+
+}  // namespace
+
+void end_early() {
+    early = true;
+}
+
+night::night(const night_wish& wanted)
+    : wish(wanted),
+      random(wanted.seed),
+      begun(tvr_now_s()),
+      board("board", board_words(scratch.path("board")), board_mishaps, pace_of(wanted), random),
+      relay("relay", relay_words(), relay_mishaps, pace_of(wanted), random) {}
+
+double night::now() const {
+    return tvr_now_s() - begun;
+}
+
+void night::fail(const std::string& why) {
+    if (faults.size() < most_faults) faults.push_back("at " + number(now()) + " s: " + why);
+}
+
+bool night::goes_on() const {
+    return !early && faults.empty();
+}
+
+void night::start_show() {
+    show.process = std::make_unique<watched_process>(
+        "show",
+        std::vector<std::string>{TAVRO_PROGRAM, "run", "-v", SCRIPTS "/night.tvio", CLUB_NIGHT,
+                                 scratch.path("made.jsonl"), scratch.path("board"),
+                                 scratch.path("calm")},
+        [this](std::string_view line, bool is_error) { hear_show(line, is_error); });
+}
+
+void night::start_reloads() {
+    reloads.process = std::make_unique<watched_process>(
+        "reloads",
+        std::vector<std::string>{RELOADS_PROGRAM, PACKAGES, SCRIPTS "/reloads", CLUB_NIGHT,
+                                 scratch.path("made.jsonl"), scratch.path("calm")},
+        [this](std::string_view line, bool is_error) { hear_reloads(line, is_error); });
+}
+
+void night::take_counts(watched& of, std::string_view line) {
+    of.counts = counts_in(line);
+    of.told++;
+    of.told_at = now();
+    of.calms_in_row = of.counts["calm"] != 0 ? of.calms_in_row + 1 : 0;
+}
+
+void night::hear_show(std::string_view line, bool is_error) {
+    if (!is_error) {
+        if (!line.starts_with("night ")) return fail("the show says: " + std::string(line));
+        take_counts(show, line);
+        board.hear(now(), show.counts["board"], show.told);
+        relay.hear(now(), show.counts["relay"], show.told);
+        return;
+    }
+    if (line == "raised on purpose") raised_reports++;
+    hear_log(show, line);
+}
+
+void night::hear_reloads(std::string_view line, bool is_error) {
+    if (is_error) return hear_log(reloads, line);
+    if (!line.starts_with("reloads ")) return fail("reloads says: " + std::string(line));
+    take_counts(reloads, line);
+}
+
+void night::hear_log(watched& of, std::string_view line) {
+    of.log_lines++;
+    for (const char* bad : bad_words) {
+        if (line.find(bad) == line.npos) continue;
+        fail(of.process->name + "'s log says: " + std::string(line));
+        return;
+    }
+}
+
+void night::watch(watched& of) {
+    of.process->read(0);
+    if (of.process->has_ended()) {
+        fail(of.process->name + " ended too early, " +
+             (of.process->bad_end().empty() ? "as if well" : of.process->bad_end()));
+    } else if (now() - of.told_at > most_silence_s) {
+        fail(of.process->name + " has been silent for long");
+    }
+}
+
+void night::turn(bool steady) {
+    constexpr int pause_ms = 25;
+    constexpr double sample_s = 1;
+    show.process->read(pause_ms);
+    watch(show);
+    watch(reloads);
+    for (fickle_source* source : {&board, &relay}) {
+        source->step(now(), steady);
+        if (!source->fault().empty()) fail(source->fault());
+    }
+    if (now() < next_sample) return;
+    next_sample = now() + sample_s;
+    for (watched* of : {&show, &reloads}) of->seen.samples.push_back(of->process->look(now()));
+}
+
+void night::play_until(double end) {
+    while (goes_on() && now() < end) turn(false);
+}
+
+bool night::is_calm() const {
+    return board.is_steady() && relay.is_steady() && show.calms_in_row >= calm_reports &&
+           reloads.calms_in_row >= calm_reports;
+}
+
+// Takes a sample at each of the show's reports, which are a second apart.
+void night::rest() {
+    constexpr size_t samples = 5;
+    std::ofstream(scratch.path("calm")) << '\n';
+    while (goes_on() && !is_calm()) turn(true);
+    std::vector<sample> of_show, of_reloads;
+    for (int64_t told = show.told; goes_on() && of_show.size() < samples; turn(true)) {
+        if (show.told == told) continue;
+        told = show.told;
+        of_show.push_back(show.process->look(now()));
+        of_reloads.push_back(reloads.process->look(now()));
+    }
+    if (!goes_on()) return;
+    show.seen.calms.push_back(median_of(of_show));
+    reloads.seen.calms.push_back(median_of(of_reloads));
+    check_counts();
+    std::remove(scratch.path("calm").c_str());
+}
+
+// In a calm moment every callback has ended, and every error has been reported.
+void night::check_counts() {
+    const auto differ = [&](const char* what, int64_t a, int64_t b) {
+        if (a != b)
+            fail(std::string(what) + ": " + std::to_string(a) + " and " + std::to_string(b));
+    };
+    differ("callbacks begun and ended", show.counts["begun"], show.counts["ended"]);
+    differ("errors raised and reported", show.counts["raised"], raised_reports);
+}
+
+void night::end(watched& of) {
+    if (!of.process->interrupt(end_within_s)) return fail(of.process->name + " does not end");
+    if (!of.process->bad_end().empty()) {
+        fail(of.process->name + " ended with " + of.process->bad_end());
+    }
+}
+
+void night::judge() {
+    if (!goes_on()) return;  // the quarters are not whole
+    for (const watched* of : {&show, &reloads}) {
+        for (const std::string& fault : faults_of(of->process->name, of->seen, judges_memory)) {
+            fail(fault);
+        }
+    }
+    for (const char* what : {"club", "passes", "launches", "compiled", "guests", "worked",
+                             "textures", "sound", "raised"}) {
+        if (show.counts[what] == 0) fail(std::string("the show counted no ") + what);
+    }
+    if (board.restarts() == 0 || relay.restarts() == 0) fail("nothing was restarted");
+}
+
+bool night::run() {
+    std::printf("soak: %.1f minutes, seed %llu\n", wish.minutes,
+                static_cast<unsigned long long>(wish.seed));
+    std::fflush(stdout);
+    setenv("TVR_KERNEL_CACHE", scratch.path("kernels").c_str(), 1);
+    setenv("NO_COLOR", "1", 1);
+    if (make_recording(scratch.path("made.jsonl")).empty()) {
+        fail("could not make a recording");
+        return tell(), false;
+    }
+    start_show();
+    start_reloads();
+    const double started = now();
+    show.told_at = reloads.told_at = started;
+    for (int quarter = 1; quarter <= quarters && goes_on(); ++quarter) {
+        play_until(started + wish.minutes * s_per_minute * quarter / quarters);
+        rest();
+    }
+    end(show);
+    end(reloads);
+    judge();
+    tell();
+    return faults.empty();
+}
+
+void night::tell() const {
+    const auto count = [](const watched& of, const char* what) {
+        const auto found = of.counts.find(what);
+        return static_cast<long long>(found == of.counts.end() ? 0 : found->second);
+    };
+    std::printf("\n%-34s %.0f s\n", "duration", now());
+    std::printf("%-34s board %lld, relay %lld\n", "restarts", (long long)board.restarts(),
+                (long long)relay.restarts());
+    std::printf("%-34s board %lld, relay %lld\n", "connections", count(show, "board_up"),
+                count(show, "relay_up"));
+    std::printf("%-34s recording %lld, board %lld, relay %lld\n", "beats heard",
+                count(show, "club"), count(show, "board"), count(show, "relay"));
+    std::printf("%-34s board %lld, relay %lld\n", "beats of the least life",
+                (long long)board.beats_in_least_life(), (long long)relay.beats_in_least_life());
+    std::printf("%-34s %lld\n", "frames", count(show, "frames"));
+    std::printf("%-34s %lld, kernels compiled %lld\n", "launches", count(show, "launches"),
+                count(show, "compiled"));
+    std::printf("%-34s %lld\n", "whole passes, equal to the beat", count(show, "passes"));
+    std::printf("%-34s %lld raised, %lld reported\n", "errors in callbacks", count(show, "raised"),
+                (long long)raised_reports);
+    std::printf("%-34s %lld, board reopened %lld\n", "devices made and ended",
+                count(show, "guests"), count(show, "reopened"));
+    std::printf("%-34s %lld\n", "scripts loaded and ended", count(reloads, "loads"));
+    for (const watched* of : {&show, &reloads}) {
+        if (!of->process) continue;
+        const growth g = memory_growth(of->seen.samples);
+        std::printf("\n%-10s %8s %12s %8s   in calm moments\n", of->process->name.c_str(), "MiB",
+                    "descriptors", "threads");
+        for (size_t i = 0; i < of->seen.calms.size(); ++i) {
+            const sample& s = of->seen.calms[i];
+            std::printf("%8zu %% %8.1f %12ld %8ld\n", (i + 1) * 100 / quarters, s.resident_mib,
+                        s.descriptors, s.threads);
+        }
+        std::printf("medians of the second and last quarter: %.1f and %.1f MiB\n", g.early_mib,
+                    g.late_mib);
+    }
+    for (const std::string& fault : faults) std::printf("wrong: %s\n", fault.c_str());
+    std::printf("\nverdict: %s\n", faults.empty() ? "all is well" : "failed");
+}
+
+}  // namespace soak

@@ -17,7 +17,6 @@ std::atomic<bool> early{false};  // set by signals, read by the night
 constexpr double s_per_minute = 60;
 constexpr double most_silence_s = 120;  // of a process that tells once a second
 constexpr double end_within_s = 120;
-constexpr int quarters = 4;
 constexpr int64_t calm_reports = 4;  // until what was under way has passed
 constexpr size_t most_faults = 40;   // in the verdict
 
@@ -85,24 +84,34 @@ std::vector<std::string> relay_mishaps(random_source& random, double life_s) {
     return words;
 }
 
-// A set of a minute whose last line says that it is over. Empty if there is none.
-std::string make_recording(const std::string& path) {
+// A set of a minute whose last line says that it is over. The number of its beats, 0 if there is
+// no such set.
+int make_recording(const std::string& path) {
     bridge_sim::test::sim_process maker(
         {"record", "--seed", "3", "--minutes", "1", "--pcm", "0", "-o", path});
-    if (maker.finish() != 0) return {};
-    std::string line, last;
-    for (std::ifstream file(path); std::getline(file, line);) last = line;
-    const size_t at = last.find("\"rx\":");
-    if (at == last.npos) return {};
-    std::ofstream(path, std::ios::app) << R"({"t":"warn","msg":"the end","rx":)"
-                                       << std::atof(last.c_str() + at + 5) + 0.1 << "}\n";
-    return path;
+    if (maker.finish() != 0) return 0;
+    constexpr std::string_view time_key = "\"rx\":";
+    int beats = 0;
+    double last_s = 0;
+    std::ifstream file(path);
+    for (std::string line; std::getline(file, line);) {
+        beats += line.find("\"t\":\"beat\"") != line.npos;
+        const size_t at = line.find(time_key);
+        if (at != line.npos) last_s = std::atof(line.c_str() + at + time_key.size());
+    }
+    std::ofstream(path, std::ios::app)
+        << R"({"t":"warn","msg":"the end","rx":)" << last_s + 0.1 << "}\n";
+    return beats;
 }
 
 }  // namespace
 
 void end_early() {
     early = true;
+}
+
+bool was_ended_early() {
+    return early;
 }
 
 night::night(const night_wish& wanted)
@@ -124,12 +133,12 @@ bool night::goes_on() const {
     return !early && faults.empty();
 }
 
-void night::start_show() {
+void night::start_show(int beats) {
     show.process = std::make_unique<watched_process>(
         "show",
         std::vector<std::string>{TAVRO_PROGRAM, "run", "-v", SCRIPTS "/night.tvio", CLUB_NIGHT,
-                                 scratch.path("made.jsonl"), scratch.path("board"),
-                                 scratch.path("calm")},
+                                 scratch.path("made.jsonl"), std::to_string(beats),
+                                 scratch.path("board"), scratch.path("calm")},
         [this](std::string_view line, bool is_error) { hear_show(line, is_error); });
 }
 
@@ -228,17 +237,29 @@ void night::rest() {
     std::remove(scratch.path("calm").c_str());
 }
 
-// In a calm moment every callback has ended, and every error has been reported.
+// In a calm moment every callback has ended, every error has been reported, and everything has gone
+// on since the last one.
 void night::check_counts() {
     const auto differ = [&](const char* what, int64_t a, int64_t b) {
         if (a != b)
             fail(std::string(what) + ": " + std::to_string(a) + " and " + std::to_string(b));
     };
+    const auto grown = [&](watched& of, const char* what) {
+        int64_t& before = of.counts_of_last_calm[what];
+        if (of.counts[what] <= before) fail(of.process->name + " counted no more " + what);
+        before = of.counts[what];
+    };
+    for (const char* what : {"frames", "club", "board", "relay", "passes", "launches", "compiled",
+                             "guests", "worked", "textures", "sound", "raised", "begun"}) {
+        grown(show, what);
+    }
+    for (const char* what : {"loads", "refused", "frames", "beats"}) grown(reloads, what);
     differ("callbacks begun and ended", show.counts["begun"], show.counts["ended"]);
     differ("errors raised and reported", show.counts["raised"], raised_reports);
 }
 
 void night::end(watched& of) {
+    if (of.process->has_ended()) return;  // too early, which has been told
     if (!of.process->interrupt(end_within_s)) return fail(of.process->name + " does not end");
     if (!of.process->bad_end().empty()) {
         fail(of.process->name + " ended with " + of.process->bad_end());
@@ -247,16 +268,12 @@ void night::end(watched& of) {
 
 void night::judge() {
     if (!goes_on()) return;  // the quarters are not whole
+    if (board.restarts() == 0 || relay.restarts() == 0) fail("nothing was restarted");
     for (const watched* of : {&show, &reloads}) {
         for (const std::string& fault : faults_of(of->process->name, of->seen, judges_memory)) {
             fail(fault);
         }
     }
-    for (const char* what : {"club", "passes", "launches", "compiled", "guests", "worked",
-                             "textures", "sound", "raised"}) {
-        if (show.counts[what] == 0) fail(std::string("the show counted no ") + what);
-    }
-    if (board.restarts() == 0 || relay.restarts() == 0) fail("nothing was restarted");
 }
 
 bool night::run() {
@@ -265,11 +282,9 @@ bool night::run() {
     std::fflush(stdout);
     setenv("TVR_KERNEL_CACHE", scratch.path("kernels").c_str(), 1);
     setenv("NO_COLOR", "1", 1);
-    if (make_recording(scratch.path("made.jsonl")).empty()) {
-        fail("could not make a recording");
-        return tell(), false;
-    }
-    start_show();
+    const int beats = make_recording(scratch.path("made.jsonl"));
+    if (beats == 0) fail("could not make a recording");
+    start_show(beats);
     start_reloads();
     const double started = now();
     show.told_at = reloads.told_at = started;
@@ -282,46 +297,6 @@ bool night::run() {
     judge();
     tell();
     return faults.empty();
-}
-
-void night::tell() const {
-    const auto count = [](const watched& of, const char* what) {
-        const auto found = of.counts.find(what);
-        return static_cast<long long>(found == of.counts.end() ? 0 : found->second);
-    };
-    std::printf("\n%-34s %.0f s\n", "duration", now());
-    std::printf("%-34s board %lld, relay %lld\n", "restarts", (long long)board.restarts(),
-                (long long)relay.restarts());
-    std::printf("%-34s board %lld, relay %lld\n", "connections", count(show, "board_up"),
-                count(show, "relay_up"));
-    std::printf("%-34s recording %lld, board %lld, relay %lld\n", "beats heard",
-                count(show, "club"), count(show, "board"), count(show, "relay"));
-    std::printf("%-34s board %lld, relay %lld\n", "beats of the least life",
-                (long long)board.beats_in_least_life(), (long long)relay.beats_in_least_life());
-    std::printf("%-34s %lld\n", "frames", count(show, "frames"));
-    std::printf("%-34s %lld, kernels compiled %lld\n", "launches", count(show, "launches"),
-                count(show, "compiled"));
-    std::printf("%-34s %lld\n", "whole passes, equal to the beat", count(show, "passes"));
-    std::printf("%-34s %lld raised, %lld reported\n", "errors in callbacks", count(show, "raised"),
-                (long long)raised_reports);
-    std::printf("%-34s %lld, board reopened %lld\n", "devices made and ended",
-                count(show, "guests"), count(show, "reopened"));
-    std::printf("%-34s %lld\n", "scripts loaded and ended", count(reloads, "loads"));
-    for (const watched* of : {&show, &reloads}) {
-        if (!of->process) continue;
-        const growth g = memory_growth(of->seen.samples);
-        std::printf("\n%-10s %8s %12s %8s   in calm moments\n", of->process->name.c_str(), "MiB",
-                    "descriptors", "threads");
-        for (size_t i = 0; i < of->seen.calms.size(); ++i) {
-            const sample& s = of->seen.calms[i];
-            std::printf("%8zu %% %8.1f %12ld %8ld\n", (i + 1) * 100 / quarters, s.resident_mib,
-                        s.descriptors, s.threads);
-        }
-        std::printf("medians of the second and last quarter: %.1f and %.1f MiB\n", g.early_mib,
-                    g.late_mib);
-    }
-    for (const std::string& fault : faults) std::printf("wrong: %s\n", fault.c_str());
-    std::printf("\nverdict: %s\n", faults.empty() ? "all is well" : "failed");
 }
 
 }  // namespace soak

@@ -26,7 +26,7 @@ struct night_wish {
 // A watched process, what it told last and what it held.
 struct watched {
     std::unique_ptr<watched_process> process;
-    std::map<std::string, int64_t> counts;
+    std::map<std::string, int64_t> counts, counts_of_last_calm;
     int64_t told = 0;    // how often
     double told_at = 0;  // s
     int64_t calms_in_row = 0;
@@ -36,13 +36,15 @@ struct watched {
 
 class night {
 public:
+    static constexpr int quarters = 4;
+
     explicit night(const night_wish& wish);
 
     // The whole night; false if something is wrong.
     bool run();
 
 private:
-    void start_show();
+    void start_show(int beats);
     void start_reloads();
     void hear_show(std::string_view line, bool is_error);
     void hear_reloads(std::string_view line, bool is_error);
@@ -56,7 +58,8 @@ private:
     void check_counts();
     void end(watched& of);
     void judge();
-    void tell() const;
+    void tell() const;  // night_table.cpp
+    void tell_counts() const;
     void fail(const std::string& why);
     bool goes_on() const;
     double now() const;
@@ -72,7 +75,8 @@ private:
     std::vector<std::string> faults;
 };
 
-// Asks the night to end early, with its judgement; from a signal handler.
+// Asks the night to end early, which leaves its judgement out; from a signal handler.
 void end_early();
+bool was_ended_early();
 
 }  // namespace soak

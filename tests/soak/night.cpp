@@ -17,6 +17,7 @@ std::atomic<bool> early{false};  // set by signals, read by the night
 constexpr double s_per_minute = 60;
 constexpr double most_silence_s = 120;  // of a process that tells once a second
 constexpr double end_within_s = 120;
+constexpr int pause_ms = 25;         // between two looks at everything
 constexpr int64_t calm_reports = 4;  // until what was under way has passed
 constexpr size_t most_faults = 40;   // in the verdict
 
@@ -133,12 +134,21 @@ bool night::goes_on() const {
     return !early && faults.empty();
 }
 
-void night::start_show(int beats) {
+std::vector<std::string> night::show_words(const std::string& port) const {
+    return {TAVRO_PROGRAM,
+            "run",
+            "-v",
+            SCRIPTS "/night.tvio",
+            CLUB_NIGHT,
+            scratch.path("made.jsonl"),
+            std::to_string(made_beats),
+            scratch.path(port),
+            scratch.path("calm")};
+}
+
+void night::start_show() {
     show.process = std::make_unique<watched_process>(
-        "show",
-        std::vector<std::string>{TAVRO_PROGRAM, "run", "-v", SCRIPTS "/night.tvio", CLUB_NIGHT,
-                                 scratch.path("made.jsonl"), std::to_string(beats),
-                                 scratch.path("board"), scratch.path("calm")},
+        "show", show_words("board"),
         [this](std::string_view line, bool is_error) { hear_show(line, is_error); });
 }
 
@@ -166,20 +176,19 @@ void night::hear_show(std::string_view line, bool is_error) {
         return;
     }
     if (line == "raised on purpose") raised_reports++;
-    hear_log(show, line);
+    hear_log("show", line);
 }
 
 void night::hear_reloads(std::string_view line, bool is_error) {
-    if (is_error) return hear_log(reloads, line);
+    if (is_error) return hear_log("reloads", line);
     if (!line.starts_with("reloads ")) return fail("reloads says: " + std::string(line));
     take_counts(reloads, line);
 }
 
-void night::hear_log(watched& of, std::string_view line) {
-    of.log_lines++;
+void night::hear_log(const std::string& name, std::string_view line) {
     for (const char* bad : bad_words) {
         if (line.find(bad) == line.npos) continue;
-        fail(of.process->name + "'s log says: " + std::string(line));
+        fail(name + "'s log says: " + std::string(line));
         return;
     }
 }
@@ -195,7 +204,6 @@ void night::watch(watched& of) {
 }
 
 void night::turn(bool steady) {
-    constexpr int pause_ms = 25;
     constexpr double sample_s = 1;
     show.process->read(pause_ms);
     watch(show);
@@ -204,9 +212,47 @@ void night::turn(bool steady) {
         source->step(now(), steady);
         if (!source->fault().empty()) fail(source->fault());
     }
+    turn_brief_show(steady);
     if (now() < next_sample) return;
     next_sample = now() + sample_s;
     for (watched* of : {&show, &reloads}) of->seen.samples.push_back(of->process->look(now()));
+}
+
+// Half of them end while they are still loading or opening.
+void night::begin_brief_show() {
+    const bool very_brief = random() % 2 == 0;
+    const double lasts_s = very_brief ? draw(random, 0, 0.3) : draw(random, 0.3, 4);
+    brief.speaks = false;
+    brief.asked_at = -1;
+    brief.process =
+        std::make_unique<watched_process>("brief show", show_words("no_board"),
+                                          [this, lasts_s](std::string_view line, bool is_error) {
+                                              if (!brief.speaks) brief.ends_at = now() + lasts_s;
+                                              brief.speaks = true;
+                                              if (is_error) return hear_log("brief show", line);
+                                              if (!line.starts_with("night "))
+                                                  fail("the brief show says: " + std::string(line));
+                                          });
+}
+
+void night::turn_brief_show(bool steady) {
+    if (!brief.process && !steady) return begin_brief_show();
+    if (!brief.process) return;
+    brief.process->read(0);
+    if (brief.process->has_ended()) {
+        const std::string why = brief.process->bad_end();
+        if (!why.empty())
+            fail("a brief show ended with " + why);
+        else if (brief.asked_at < 0)
+            fail("a brief show ended by itself");
+        brief.process.reset();
+        brief.ended++;
+    } else if (brief.asked_at >= 0) {
+        if (now() - brief.asked_at > end_within_s) fail("a brief show does not end");
+    } else if (brief.speaks && now() >= brief.ends_at) {
+        brief.process->interrupt();
+        brief.asked_at = now();
+    }
 }
 
 void night::play_until(double end) {
@@ -214,8 +260,8 @@ void night::play_until(double end) {
 }
 
 bool night::is_calm() const {
-    return board.is_steady() && relay.is_steady() && show.calms_in_row >= calm_reports &&
-           reloads.calms_in_row >= calm_reports;
+    return !brief.process && board.is_steady() && relay.is_steady() &&
+           show.calms_in_row >= calm_reports && reloads.calms_in_row >= calm_reports;
 }
 
 // Takes a sample at each of the show's reports, which are a second apart.
@@ -260,7 +306,12 @@ void night::check_counts() {
 
 void night::end(watched& of) {
     if (of.process->has_ended()) return;  // too early, which has been told
-    if (!of.process->interrupt(end_within_s)) return fail(of.process->name + " does not end");
+    of.process->interrupt();
+    const double asked_at = now();
+    while (!of.process->has_ended()) {
+        if (now() - asked_at > end_within_s) return fail(of.process->name + " does not end");
+        for (watched* each : {&show, &reloads}) each->process->read(pause_ms);
+    }
     if (!of.process->bad_end().empty()) {
         fail(of.process->name + " ended with " + of.process->bad_end());
     }
@@ -282,9 +333,9 @@ bool night::run() {
     std::fflush(stdout);
     setenv("TVR_KERNEL_CACHE", scratch.path("kernels").c_str(), 1);
     setenv("NO_COLOR", "1", 1);
-    const int beats = make_recording(scratch.path("made.jsonl"));
-    if (beats == 0) fail("could not make a recording");
-    start_show(beats);
+    made_beats = make_recording(scratch.path("made.jsonl"));
+    if (made_beats == 0) fail("could not make a recording");
+    start_show();
     start_reloads();
     const double started = now();
     show.told_at = reloads.told_at = started;

@@ -34,6 +34,15 @@ struct watched {
     record seen;
 };
 
+// A show that is begun and soon ended, again and again, at whatever it is doing.
+struct brief_show {
+    std::unique_ptr<watched_process> process;  // null between two
+    bool speaks = false;                       // signals are in good hands from its first word on
+    double ends_at = 0;                        // s, then it is interrupted
+    double asked_at = -1;                      // s, when it was; -1 before
+    int64_t ended = 0;                         // so many, well
+};
+
 class night {
 public:
     static constexpr int quarters = 4;
@@ -44,13 +53,16 @@ public:
     bool run();
 
 private:
-    void start_show(int beats);
+    void start_show();
     void start_reloads();
     void hear_show(std::string_view line, bool is_error);
     void hear_reloads(std::string_view line, bool is_error);
-    void hear_log(watched& of, std::string_view line);
+    void hear_log(const std::string& name, std::string_view line);
     void take_counts(watched& of, std::string_view line);
     void turn(bool steady);
+    void turn_brief_show(bool steady);
+    void begin_brief_show();
+    std::vector<std::string> show_words(const std::string& port) const;
     void watch(watched& of);
     void play_until(double end);
     void rest();
@@ -71,6 +83,8 @@ private:
     double next_sample = 0;
     fickle_source board, relay;
     watched show, reloads;
+    brief_show brief;
+    int made_beats = 0;          // in the recording that is made
     int64_t raised_reports = 0;  // errors of the show that were meant
     std::vector<std::string> faults;
 };

@@ -75,6 +75,7 @@ void night::tell_counts() const {
         number(show, "raised") + ", reported " + std::to_string(raised_reports));
     row("devices made and ended",
         number(show, "guests") + ", reopened " + number(show, "reopened"));
+    row("brief shows begun and ended", text(brief.ended));
     row("scripts loaded and ended",
         number(reloads, "loads") + ", refused " + number(reloads, "refused"));
 }

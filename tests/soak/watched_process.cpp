@@ -11,8 +11,6 @@
 #include <csignal>
 #include <fstream>
 
-#include "base/clock.h"
-
 namespace soak {
 
 namespace {
@@ -112,16 +110,8 @@ bool watched_process::has_ended() {
     return true;
 }
 
-bool watched_process::interrupt(double patience_s) {
-    constexpr int pause_ms = 20;
-    const double begun = tvr_now_s();
-    if (!has_ended()) kill(pid, SIGINT);
-    while (!has_ended()) {
-        if (tvr_now_s() - begun > patience_s) return false;
-        read(pause_ms);
-        if (streams[0].fd < 0 && streams[1].fd < 0) usleep(pause_ms * 1000);
-    }
-    return true;
+void watched_process::interrupt() const {
+    if (pid > 0 && !ended) kill(pid, SIGINT);
 }
 
 sample watched_process::look(double at) const {

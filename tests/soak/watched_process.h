@@ -39,8 +39,8 @@ public:
     // True once the process has ended; everything it said has been read then.
     bool has_ended();
 
-    // Sends SIGINT and reads on until it ends. False if it lives on for longer than this.
-    bool interrupt(double patience_s);
+    // Sends SIGINT.
+    void interrupt() const;
 
     // What it holds now; all 0 once it has ended.
     sample look(double at) const;

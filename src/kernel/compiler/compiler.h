@@ -217,8 +217,8 @@ private:
     std::vector<size_t> jump_if(tvrk_condition branch);
     std::vector<size_t> condition_in_parentheses();
     std::vector<size_t> leave_unless(operand condition);
-    operand logical_and(operand left, int strength);
-    operand logical_or(operand left, int strength);
+    bool known_bool(const operand& x) const;  // in constant expressions
+    operand logical(bool is_and, const operand& left, int strength);
     operand logical_not(operand x);
     operand materialise(const operand& condition);
     operand conditional(operand condition);

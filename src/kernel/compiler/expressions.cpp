@@ -5,13 +5,20 @@
 
 namespace {
 
-// 0: no binary operator. && and || stand apart, because they branch.
+constexpr int strength_of_and = 2;  // || is weaker still, and these two branch
+
+// 0: no binary operator.
 int strength_of(const tvrk_token& token) {
     if (token.kind != tvrk_token_kind::symbol) return 0;
-    constexpr std::pair<std::string_view, int> table[] = {
-        {"||", 1}, {"&&", 2}, {"|", 3},  {"^", 4},  {"&", 5},  {"==", 6},
-        {"!=", 6}, {"<", 7},  {"<=", 7}, {">", 7},  {">=", 7}, {"<<", 8},
-        {">>", 8}, {"+", 9},  {"-", 9},  {"*", 10}, {"/", 10}, {"%", 10}};
+    constexpr std::pair<std::string_view, int> table[] = {{"||", 1}, {"&&", strength_of_and},
+                                                          {"|", 3},  {"^", 4},
+                                                          {"&", 5},  {"==", 6},
+                                                          {"!=", 6}, {"<", 7},
+                                                          {"<=", 7}, {">", 7},
+                                                          {">=", 7}, {"<<", 8},
+                                                          {">>", 8}, {"+", 9},
+                                                          {"-", 9},  {"*", 10},
+                                                          {"/", 10}, {"%", 10}};
     for (const auto& [symbol, strength] : table) {
         if (token.text == symbol) return strength;
     }
@@ -45,10 +52,8 @@ tvrk_operand tvrk_compiler::binary_expression(int strength) {
         if (found < strength || found == 0) return left;
         next();
         left = rvalue(left);
-        if (found == 1) {
-            left = logical_or(left, found + 1);
-        } else if (found == 2) {
-            left = logical_and(left, found + 1);
+        if (found <= strength_of_and) {
+            left = logical(found == strength_of_and, left, found + 1);
         } else {
             if (left.is(kind::condition)) left = materialise(left);
             const operand right = rvalue(binary_expression(found + 1));

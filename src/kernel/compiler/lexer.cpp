@@ -256,6 +256,12 @@ void tvrk_tokenize(tvrk_tokens& tokens) {
     lexer(tokens).run();
 }
 
+bool tvrk_is_assignment(const tvrk_token& token) {
+    constexpr std::string_view symbols[] = {
+        "=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>="};
+    return std::find(std::begin(symbols), std::end(symbols), token.text) != std::end(symbols);
+}
+
 bool tvrk_is_reserved(std::string_view word) {
     return std::find(std::begin(reserved_words), std::end(reserved_words), word) !=
            std::end(reserved_words);

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -52,11 +53,15 @@ tvrk_jit_policy tvrk_jit_get_policy();
 // has no translation.
 std::string tvrk_jit_source(const tvrk_program& program);
 
+// Whether nobody waits for a build any more. Asked again and again on the thread that builds.
+using tvrk_called_off = std::function<bool()>;
+
 // Asks for native code; cheap once decided. Automatic: a task for `spawn`, refused means that a
 // later launch asks again. Sync: blocks until it is decided. The unit keeps the program alive while
-// the task waits; it may be null if the program outlives it.
+// the task waits; it may be null if the program outlives it. A build that is called off ends its
+// compiler, and a later launch asks again.
 void tvrk_jit_request(std::shared_ptr<const tvrk_unit> unit, const tvrk_program& program,
-                      const tvrk_spawn& spawn);
+                      const tvrk_spawn& spawn, const tvrk_called_off& called_off = {});
 
 // Null unless ready and allowed.
 tvrk_native_function tvrk_jit_function(const tvrk_program& program);

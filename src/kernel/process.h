@@ -26,11 +26,13 @@ struct tvrk_process {
     std::atomic<uint32_t> temporary_names{0};  // makes names in the cache directory unique
     std::atomic<uint32_t> generation{1};       // of the table; raised when it grows
 
-    tvr_mutex native_mutex;  // nothing is taken under it
-    bool searched TVR_GUARDED_BY(native_mutex) = false;
-    std::string compiler TVR_GUARDED_BY(native_mutex);
-    std::string directory TVR_GUARDED_BY(native_mutex);
-    std::map<uint64_t, tvrk_native_function> ahead_of_time TVR_GUARDED_BY(native_mutex);
+    tvr_mutex toolchain_mutex;  // held while compilers are tried out; nothing is taken under it
+    bool searched TVR_GUARDED_BY(toolchain_mutex) = false;
+    std::string compiler TVR_GUARDED_BY(toolchain_mutex);
+    std::string directory TVR_GUARDED_BY(toolchain_mutex);
+
+    tvr_mutex table_mutex;  // every launch may ask; nothing is taken under it
+    std::map<uint64_t, tvrk_native_function> ahead_of_time TVR_GUARDED_BY(table_mutex);
 
     tvr_mutex launch_mutex;  // of changes to the list; nothing is taken under it
     std::atomic<tvrk_launch*> first_launch{nullptr};

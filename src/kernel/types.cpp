@@ -17,6 +17,14 @@ uint64_t tvrk_type::size() const {
     return is_array() ? one * count : one;
 }
 
+tvrk_type tvrk_field::whole_type() const {
+    tvrk_type whole = type;
+    if (count == 0) return whole;
+    whole.kind = tvrk_type_kind::array;
+    whole.count = count;
+    return whole;
+}
+
 const tvrk_field* tvrk_struct::find(std::string_view field) const {
     for (const tvrk_field& f : fields) {
         if (f.name == field) return &f;

@@ -44,6 +44,8 @@ struct tvrk_field {
     uint32_t offset = 0;  // bytes
     uint32_t count = 0;   // elements; 0: no array
     uint32_t size = 0;    // bytes, all elements
+
+    tvrk_type whole_type() const;  // an array if it is one
 };
 
 struct tvrk_struct {
@@ -56,6 +58,9 @@ struct tvrk_struct {
 
     const tvrk_field* find(std::string_view field) const;  // null: none of that name
 };
+
+// The names of a vector's components, in their order.
+inline constexpr std::string_view tvrk_lane_names = "xyzw";
 
 inline tvrk_type tvrk_scalar(tvrk_prim prim) {
     tvrk_type type;

@@ -9,6 +9,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <vector>
 
 namespace {
 
@@ -33,29 +34,13 @@ std::string without_spaces(std::string_view text) {
     return out;
 }
 
-// Where a match of `wanted`, which has no whitespace, ends that begins at `from`; npos for none.
-size_t loose_match_end(std::string_view text, size_t from, std::string_view wanted) {
-    size_t at = from;
-    for (const char each : wanted) {
-        while (at < text.size() && tvr_is_space(text[at])) ++at;
-        if (at == text.size() || text[at] != each) return std::string_view::npos;
-        ++at;
+// Where the bytes of without_spaces() stand in the text.
+std::vector<size_t> places_without_spaces(std::string_view text) {
+    std::vector<size_t> places;
+    for (size_t at = 0; at < text.size(); ++at) {
+        if (!tvr_is_space(text[at])) places.push_back(at);
     }
-    return at;
-}
-
-struct range {
-    size_t begin, end;  // begin is npos for none
-};
-
-range find_loosely(std::string_view text, std::string_view wanted, size_t from) {
-    constexpr size_t npos = std::string_view::npos;
-    if (wanted.empty()) return {npos, npos};
-    for (size_t at = text.find(wanted[0], from); at != npos; at = text.find(wanted[0], at + 1)) {
-        const size_t end = loose_match_end(text, at, wanted);
-        if (end != npos) return {at, end};
-    }
-    return {npos, npos};
+    return places;
 }
 
 #ifdef __SSE2__
@@ -214,19 +199,23 @@ std::string tvr_replace_first(std::string_view text, std::string_view wanted, st
 }
 
 bool tvr_contains_loosely(std::string_view text, std::string_view wanted) {
-    return find_loosely(text, without_spaces(wanted), 0).begin != std::string_view::npos;
+    const std::string bare = without_spaces(wanted);
+    return !bare.empty() && tvr_find_text(without_spaces(text), bare) != std::string_view::npos;
 }
 
 std::string tvr_replace_loosely(std::string_view text, std::string_view wanted,
                                 std::string_view by) {
-    const std::string bare = without_spaces(wanted);
+    const std::string bare = without_spaces(text), sought = without_spaces(wanted);
+    if (sought.empty()) return std::string(text);
+    const std::vector<size_t> places = places_without_spaces(text);
     std::string out;
-    size_t behind = 0;
-    for (range found = find_loosely(text, bare, 0); found.begin != std::string_view::npos;
-         found = find_loosely(text, bare, behind)) {
-        out += text.substr(behind, found.begin - behind);
+    size_t behind = 0, from = 0;
+    for (size_t at = tvr_find_text(bare, sought); at != std::string_view::npos;
+         at = tvr_find_text(bare, sought, from)) {
+        from = at + sought.size();
+        out += text.substr(behind, places[at] - behind);
         out += by;
-        behind = found.end;
+        behind = places[from - 1] + 1;
     }
     out += text.substr(behind);
     return out;

@@ -126,6 +126,11 @@ TEST(compile_message, top_level) {
         {"#line x\n", "invalid #line directive"},
         {"kernel void k() { i32 a = 12x; }", "invalid suffix on number '12x'"},
         {"kernel void k() { i32 a = 0x; }", "invalid number"},
+        {"kernel void k() { i32 a = 0b12; }", "invalid number"},
+        {"kernel void k() { f64 a = 1e400; }", "invalid number"},
+        {"kernel void k() { f64 a = 1e; }", "invalid number"},
+        {"kernel void k() { u64 a = 0x10000000000000000; }",
+         "integer literal does not fit into 64 bit"},
         {"kernel void k() { i64 a = 18446744073709551616; }",
          "integer literal does not fit into 64 bit"},
         {"kernel void k() { i32 a = 1 @ 2; }", "unexpected character '@'"},
@@ -156,6 +161,12 @@ TEST(compile_message, statements) {
          "pointer variable 'a' points into 'p' and cannot be set to another parameter"},
         {"i32* a[3];", "arrays of pointers are not supported"},
         {"bool a[3];", "bool arrays are not supported (use u8)"},
+        {"i32 a[flag ? 4 : 2];", "expected a constant expression"},
+        {"i32 a[i > i ? 4 : 2];", "expected a constant expression"},
+        {"i32 a[u32(flag && true) + 1];", "expected a constant expression"},
+        {"i32 a[u32(false || flag) + 1];", "expected a constant expression"},
+        {"i32 a[TEN > 3 && true ? 4 : 2]; a[5] = 1;",
+         "array index 5 is out of bounds (array size 4)"},
         {"i32 a[3] = 1;", "arrays are initialized with a list ('{1, 2, 3}')"},
         {"i32 a[2] = {1, 2, 3};", "too many values for an array of 2"},
         {"f32x2 a = {1, 2, 3};", "too many values for 'f32x2' (2 fields)"},
@@ -315,6 +326,28 @@ TEST(compile_message, limits) {
         bomb += "kernel inline void f" + std::to_string(i) + "() { " + before + before + "}\n";
     }
     EXPECT_EQ(message_of(bomb), "kernel is too large (too many inlined calls)");
+}
+
+// The limit can be met at any token, also at the first of a helper from another source, which has
+// other files.
+TEST(compile_message, too_many_tokens_are_placed_in_the_right_source) {
+    const auto base = compile("kernel inline void h() {}");
+    const auto calls = [](const std::string& of, size_t count) {
+        std::string text;
+        for (size_t i = 0; i < count; ++i) text += of + "();";
+        return text;
+    };
+    std::string helpers = "#line 1 \"other\"\nkernel inline void f0() {" + calls("h", 100) + "}\n";
+    helpers += "kernel inline void f1() {" + calls("f0", 100) + "}\n";
+    constexpr size_t tokens_of_a_call = 6;
+    for (size_t padding = 0; padding < tokens_of_a_call; ++padding) {
+        const std::string source = helpers + "kernel inline void f2() {" +
+                                   std::string(padding, ';') + calls("f1", 100) + "}\n";
+        tvrk_compile_error error;
+        EXPECT_EQ(tvrk_compile(source, "file", error, {base}), nullptr);
+        EXPECT_EQ(error.message, "kernel is too large (too many inlined calls)");
+        EXPECT_TRUE(error.file == "other" || error.file == "file") << error.file;
+    }
 }
 
 // code ---------------------------------------------------------------------------------------

@@ -4,7 +4,10 @@
 // runs in a process of its own (EXPECT_EXIT in threadsafe style starts the program anew).
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <fstream>
 #include <thread>
 
@@ -107,6 +110,62 @@ TEST(native, no_compiler_and_no_directory) {
             leave_with_status("failed: cannot write ");
         },
         testing::ExitedWithCode(0), "");
+}
+
+// What a power cut leaves in the cache: a file of the right name with nothing in it.
+TEST(native, a_broken_file_in_the_cache_is_made_anew) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const std::string folder = private_cache();
+    if (tvrk_jit_compiler().empty()) GTEST_SKIP() << "no C compiler";
+    EXPECT_EXIT(
+        {
+            const pid_t first = fork();
+            if (first == 0) {
+                tvrk_jit_set_policy(tvrk_jit_policy::sync);
+                const auto unit = compile(adder);
+                tvrk_jit_request(unit, *unit->kernels[0].program, nullptr);
+                _exit(tvrk_jit_status(*unit->kernels[0].program) == "ready" ? 0 : 1);
+            }
+            int status = -1;
+            if (waitpid(first, &status, 0) != first || status != 0) exit(3);
+            for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+                std::filesystem::resize_file(entry.path(), 0);
+            }
+            if (files_in(folder) != 1) exit(4);
+            leave_with_status("ready");
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+// The compiler never comes to its end by itself, nor does what it has started.
+TEST(native, a_build_that_is_called_off_ends_its_compiler) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    const std::string started = private_cache() + "/started";
+    for (const char* compiler :
+         {"sleep 100000; true", "trap '' TERM; sleep 100000; sleep 100000"}) {
+        EXPECT_EXIT(
+            {
+                const std::string command = "touch " + started + "; " + compiler + " #";
+                setenv("TVR_KERNEL_CC", command.c_str(), 1);
+                const auto unit = compile(adder);
+                const tvrk_program& program = *unit->kernels[0].program;
+                std::atomic<bool> over{false};
+                std::thread builder;
+                const tvrk_spawn spawn = [&builder](std::function<void()> task) {
+                    builder = std::thread(std::move(task));
+                    return true;
+                };
+                tvrk_jit_request(unit, program, spawn, [&over] { return over.load(); });
+                while (!std::filesystem::exists(started)) std::this_thread::yield();
+                over = true;
+                builder.join();
+                if (tvrk_jit_status(program) != "none") exit(1);
+                tvrk_jit_request(unit, program, [](const auto&) { return true; });
+                exit(tvrk_jit_status(program) == "compiling" ? 0 : 2);
+            },
+            testing::ExitedWithCode(0), "")
+            << compiler;
+    }
 }
 
 TEST(native, policy_off_compiles_nothing) {

@@ -198,6 +198,9 @@ TEST(semantics, floats) {
         {"f64(u64(zero) - 1)", 18446744073709551616.0},
         {"round(f64(one) * -2.5)", -3},
         {"f64(0.1f)", double(0.1f)},
+        {".5 + 1. + 25e-2 + 1.5E1", 16.75},
+        {"4.9e-324", 4.9e-324},
+        {"1e-400", 0},
         {"pow(f64(one) * 3.0, 2.0)", 9},
     };
     for (const kernel_engine& engine : interpreters()) {

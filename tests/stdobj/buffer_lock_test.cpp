@@ -1,7 +1,6 @@
 // What a buffer allows while kernel launches hold it.
 
 #include "../runtime/value_fixture.h"
-#include "runtime/payload/element_access.h"
 #include "runtime/vm/context.h"
 
 using namespace tavro::test;
@@ -83,53 +82,6 @@ TEST_F(buffer_lock_test, operators) {
     }
     buffer().write_locks = 0;
     buffer().read_locks = 0;
-}
-
-TEST_F(buffer_lock_test, elements) {
-    const tvrvar_shared number = 5;
-    for (const lock_row& row : rows) {
-        SCOPED_TRACE(row.what);
-        buffer().read_locks = row.read_locks;
-        buffer().write_locks = row.write_locks;
-        std::string error;
-        const tvrvar_shared value = none();
-        EXPECT_EQ(tvr_kernel_buffer_read(buffer(), 1, tvr_element_kind::u32, *value, error),
-                  row.reads);
-        EXPECT_EQ(tvr_kernel_buffer_write(buffer(), 1, tvr_element_kind::u32, *number, error),
-                  row.writes);
-        EXPECT_EQ(error.empty(), row.reads && row.writes);
-    }
-    buffer().write_locks = 0;
-    buffer().read_locks = 0;
-}
-
-TEST_F(buffer_lock_test, elements_have_to_lie_inside) {
-    struct place_row {
-        int64_t offset;
-        tvr_element_kind kind;
-        bool inside;
-    };
-    const place_row places[] = {
-        {0, tvr_element_kind::u64, true},         {1, tvr_element_kind::u64, false},
-        {7, tvr_element_kind::i8, true},          {8, tvr_element_kind::i8, false},
-        {5, tvr_element_kind::f32, false},        {-1, tvr_element_kind::u8, false},
-        {INT64_MAX, tvr_element_kind::u8, false}, {INT64_MIN, tvr_element_kind::u16, false},
-    };
-    const tvrvar_shared number = 1, value = none();
-    for (const place_row& row : places) {
-        SCOPED_TRACE(row.offset);
-        std::string error;
-        EXPECT_EQ(tvr_kernel_buffer_read(buffer(), row.offset, row.kind, *value, error),
-                  row.inside);
-        EXPECT_EQ(tvr_kernel_buffer_write(buffer(), row.offset, row.kind, *number, error),
-                  row.inside);
-        EXPECT_EQ(error.empty() ? "" : error.substr(error.find("is")),
-                  row.inside ? "" : "is out of range (buffer size 8)");
-    }
-    const tvrvar_shared empty = none();
-    std::string error;
-    EXPECT_FALSE(
-        tvr_kernel_buffer_read(empty->as_binary(), 0, tvr_element_kind::u8, *value, error));
 }
 
 }  // namespace

@@ -43,13 +43,16 @@ tvrk_operand tvrk_compiler::builtin_call(const tvrk_token& name) {
     return math_call(name, std::move(args), code);
 }
 
-tvrk_operand tvrk_compiler::extremum(bool is_min, const operand& x, const operand& y) {
-    const tvrk_prim prim = x.type.prim;
+uint16_t tvrk_compiler::extremum_op(bool is_min, tvrk_prim prim) {
     const unsigned view = prim == tvrk_prim::f64   ? 3
                           : prim == tvrk_prim::f32 ? 2
                           : tvrk_is_signed(prim)   ? 0
                                                    : 1;
-    return compute(uint16_t((is_min ? TVRK_MIN_S : TVRK_MAX_S) + view), prim, x, &y);
+    return uint16_t((is_min ? TVRK_MIN_S : TVRK_MAX_S) + view);
+}
+
+tvrk_operand tvrk_compiler::extremum(bool is_min, const operand& x, const operand& y) {
+    return compute(extremum_op(is_min, x.type.prim), x.type.prim, x, &y);
 }
 
 // clamp is min(max(x, lo), hi): a NaN stays, and hi wins.

@@ -188,8 +188,11 @@ private:
     operand global_name(const tvrk_token& name);
     operand function_call(const tvrk_token& name);
     operand conversion_call(const tvrk_type& to, const tvrk_token& name);
+    std::vector<operand> components(const tvrk_type& to, const tvrk_token& name);
+    operand vector_of(const tvrk_type& to, const std::vector<operand>& given);
     operand size_of();
     operand number_literal(const tvrk_token& token);
+    bool at_change() const;  // at an operator that would change what stands before it
     operand special(const tvrk_token& name);
     operand address_of(const operand& element, const tvrk_token& op);
 
@@ -197,6 +200,11 @@ private:
     operand binary(std::string_view op, operand x, operand y);
     operand vector_binary(std::string_view op, operand x, operand y);
     operand scalar_binary(std::string_view op, operand x, operand y);
+    void check_operands(std::string_view op, const operand& x, const operand& y) const;
+    std::optional<operand> with_constant(std::string_view op, tvrk_prim prim, const operand& x,
+                                         const operand& y);
+    // NOP: there is none. Narrow types work at 32 bits.
+    static uint16_t arithmetic_op(std::string_view symbol, tvrk_prim prim);
     operand shift(std::string_view op, operand x, const operand& y);
     operand compare(std::string_view op, const operand& x, const operand& y);
     operand add_constant(const operand& x, int64_t amount);
@@ -204,6 +212,7 @@ private:
     tvrk_prim meet(std::string_view op, operand& x, operand& y);
     tvrk_prim common_prim(std::string_view op, const operand& x, const operand& y) const;
     operand unary(std::string_view op, operand x);
+    operand literal_unary(std::string_view op, operand x);
     operand literal_binary(std::string_view op, const tvrk_literal& x, const tvrk_literal& y);
     tvrk_literal integer_literal_binary(std::string_view op, const tvrk_literal& x,
                                         const tvrk_literal& y);
@@ -217,8 +226,8 @@ private:
     std::vector<size_t> jump_if(tvrk_condition branch);
     std::vector<size_t> condition_in_parentheses();
     std::vector<size_t> leave_unless(operand condition);
-    operand logical_and(operand left, int strength);
-    operand logical_or(operand left, int strength);
+    bool known_bool(const operand& x) const;  // in constant expressions
+    operand logical(bool is_and, const operand& left, int strength);
     operand logical_not(operand x);
     operand materialise(const operand& condition);
     operand conditional(operand condition);
@@ -246,6 +255,7 @@ private:
     operand load(const operand& x);
     operand load_scalar(const tvrk_place& at, tvrk_prim prim, bool tested);
     void store_scalar(const tvrk_place& at, tvrk_prim prim, uint32_t value, bool tested);
+    operand as_distance(const operand& x, const char* too_far) const;
     operand index_into(const operand& base, const operand& index);
     operand index_pointer(const operand& base, const operand& index);
     operand index_array(const operand& base, const operand& index);
@@ -257,6 +267,7 @@ private:
     uint32_t element_index(const tvrk_place& at);  // as a register, addend included
     operand pointer_binary(std::string_view op, const operand& x, const operand& y);
     operand move_pointer(const operand& pointer, const operand& by, bool back);
+    void move_place(tvrk_place& place, const operand& amount, bool back);
     operand pointer_argument(const operand& x, const tvrk_type& to) const;
     void copy_record(const operand& target, const operand& source);
     std::string pointer_name(const operand& pointer) const;
@@ -264,6 +275,7 @@ private:
     // builtins.cpp ---------------------------------------------------------------------------
     bool is_builtin(std::string_view name) const;
     operand builtin_call(const tvrk_token& name);
+    static uint16_t extremum_op(bool is_min, tvrk_prim prim);
     operand extremum(bool is_min, const operand& x, const operand& y);
     operand min_family(const tvrk_token& name, std::vector<operand> args);
     operand absolute(const operand& x);

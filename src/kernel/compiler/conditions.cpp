@@ -59,33 +59,26 @@ void tvrk_compiler::check_bool(const operand& x) {
                   " (write x != 0)"));
 }
 
-tvrk_operand tvrk_compiler::logical_and(operand left, int strength) {
-    check_bool(left);
-    if (constants_only) {
-        const operand right = rvalue(binary_expression(strength));
-        check_bool(right);
-        return constant(tvrk_prim::boolean, left.bits & right.bits);
-    }
-    const std::vector<size_t> leaves = jump_unless(as_condition(std::move(left)));
-    const operand right = rvalue(binary_expression(strength));
-    check_bool(right);
-    tvrk_condition made = as_condition(right);
-    append(made.when_false, leaves);
-    return condition_operand(std::move(made));
+bool tvrk_compiler::known_bool(const operand& x) const {
+    if (!x.is(kind::constant)) fail("expected a constant expression");
+    return x.bits != 0;
 }
 
-tvrk_operand tvrk_compiler::logical_or(operand left, int strength) {
+// && and ||: the right side is left out where the left one decides.
+tvrk_operand tvrk_compiler::logical(bool is_and, const operand& left, int strength) {
     check_bool(left);
-    if (constants_only) {
-        const operand right = rvalue(binary_expression(strength));
-        check_bool(right);
-        return constant(tvrk_prim::boolean, left.bits | right.bits);
+    std::vector<size_t> leaves;
+    if (!constants_only) {
+        leaves = is_and ? jump_unless(as_condition(left)) : jump_if(as_condition(left));
     }
-    const std::vector<size_t> leaves = jump_if(as_condition(std::move(left)));
     const operand right = rvalue(binary_expression(strength));
     check_bool(right);
+    if (constants_only) {
+        const bool a = known_bool(left), b = known_bool(right);
+        return constant(tvrk_prim::boolean, is_and ? a && b : a || b);
+    }
     tvrk_condition made = as_condition(right);
-    append(made.when_true, leaves);
+    append(is_and ? made.when_false : made.when_true, leaves);
     return condition_operand(std::move(made));
 }
 
@@ -131,7 +124,7 @@ tvrk_operand tvrk_compiler::conditional(operand condition) {
     if (condition.is_number_text() || !condition.type.is_bool()) {
         fail("the condition of '?:' must be a bool");
     }
-    if (constants_only) return constant_conditional(condition.bits != 0);
+    if (constants_only) return constant_conditional(known_bool(condition));
     const auto side = [this] {
         operand x = rvalue(expression());
         if (x.is(kind::pointer)) fail("'?:' cannot select pointers");

@@ -14,8 +14,9 @@ const tvrk_token& tvrk_compiler::peek(size_t ahead) const {
 }
 
 tvrk_token tvrk_compiler::next() {
-    if (++tokens_read > max_tokens_read) fail("kernel is too large (too many inlined calls)");
+    // First, lest an error is placed by another source's token: a helper's tokens may have begun.
     last = peek();
+    if (++tokens_read > max_tokens_read) fail("kernel is too large (too many inlined calls)");
     if (at + 1 < tokens->list.size()) ++at;
     return last;
 }

@@ -5,13 +5,20 @@
 
 namespace {
 
-// 0: no binary operator. && and || stand apart, because they branch.
+constexpr int strength_of_and = 2;  // || is weaker still, and these two branch
+
+// 0: no binary operator.
 int strength_of(const tvrk_token& token) {
     if (token.kind != tvrk_token_kind::symbol) return 0;
-    constexpr std::pair<std::string_view, int> table[] = {
-        {"||", 1}, {"&&", 2}, {"|", 3},  {"^", 4},  {"&", 5},  {"==", 6},
-        {"!=", 6}, {"<", 7},  {"<=", 7}, {">", 7},  {">=", 7}, {"<<", 8},
-        {">>", 8}, {"+", 9},  {"-", 9},  {"*", 10}, {"/", 10}, {"%", 10}};
+    constexpr std::pair<std::string_view, int> table[] = {{"||", 1}, {"&&", strength_of_and},
+                                                          {"|", 3},  {"^", 4},
+                                                          {"&", 5},  {"==", 6},
+                                                          {"!=", 6}, {"<", 7},
+                                                          {"<=", 7}, {">", 7},
+                                                          {">=", 7}, {"<<", 8},
+                                                          {">>", 8}, {"+", 9},
+                                                          {"-", 9},  {"*", 10},
+                                                          {"/", 10}, {"%", 10}};
     for (const auto& [symbol, strength] : table) {
         if (token.text == symbol) return strength;
     }
@@ -45,10 +52,8 @@ tvrk_operand tvrk_compiler::binary_expression(int strength) {
         if (found < strength || found == 0) return left;
         next();
         left = rvalue(left);
-        if (found == 1) {
-            left = logical_or(left, found + 1);
-        } else if (found == 2) {
-            left = logical_and(left, found + 1);
+        if (found <= strength_of_and) {
+            left = logical(found == strength_of_and, left, found + 1);
         } else {
             if (left.is(kind::condition)) left = materialise(left);
             const operand right = rvalue(binary_expression(found + 1));
@@ -197,6 +202,10 @@ tvrk_operand tvrk_compiler::name_expression(const tvrk_token& name) {
     return global_name(name);
 }
 
+bool tvrk_compiler::at_change() const {
+    return tvrk_is_assignment(peek()) || peek().is("++") || peek().is("--");
+}
+
 tvrk_operand tvrk_compiler::special(const tvrk_token& name) {
     if (current == nullptr || constants_only) {
         fail_at(name, tvr_join("unknown name '", name.text, "'"));
@@ -208,10 +217,7 @@ tvrk_operand tvrk_compiler::special(const tvrk_token& name) {
     if (name.text == "gsize_x") where = program->gsize_x;
     if (name.text == "gsize_y") where = program->gsize_y;
     if (name.text == "gid_x" || name.text == "gid_y") program->uses_2d = true;
-    for (const std::string_view op :
-         {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>=", "++", "--"}) {
-        if (peek().is(op)) fail_at(name, tvr_join("'", name.text, "' is read only"));
-    }
+    if (at_change()) fail_at(name, tvr_join("'", name.text, "' is read only"));
     return value_in(where, tvrk_prim::u64);
 }
 
@@ -232,10 +238,7 @@ tvrk_operand tvrk_compiler::global_name(const tvrk_token& name) {
         fail_at(name, tvr_join("'", name.text, "' is a kernel function, call it with '", name.text,
                                "(...)'"));
     }
-    for (const std::string_view op :
-         {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>=", "++", "--"}) {
-        if (peek().is(op)) fail_at(name, tvr_join("'", name.text, "' is a constant"));
-    }
+    if (at_change()) fail_at(name, tvr_join("'", name.text, "' is a constant"));
     const tvrk_constant& held = found.unit->constants[found.symbol->index];
     return constant(held.prim, held.value.u);
 }
@@ -283,38 +286,45 @@ tvrk_operand tvrk_compiler::conversion_call(const tvrk_type& to, const tvrk_toke
         last = name;
         return convert_explicit(rvalue(x), to);
     }
-    if (to.is_bool() || to.prim == tvrk_prim::boolean) {
+    if (to.prim == tvrk_prim::boolean) {
         fail_at(name, "vectors of bool are not supported (compare the components one by one)");
     }
     note_vector(to);
+    return vector_of(to, components(to, name));
+}
+
+std::vector<tvrk_operand> tvrk_compiler::components(const tvrk_type& to, const tvrk_token& name) {
     expect("(");
-    std::vector<operand> args;
+    std::vector<operand> given;
     if (!accept(")")) {
         do {
-            args.push_back(rvalue(expression()));
-            if (args.back().is(kind::condition)) args.back() = materialise(args.back());
+            given.push_back(rvalue(expression()));
+            if (given.back().is(kind::condition)) given.back() = materialise(given.back());
         } while (accept(","));
         expect(")");
     }
     last = name;
-    const size_t lanes = to.lanes;
-    if (args.size() != 1 && args.size() != lanes) {
-        fail_at(name, tvr_join("'", name.text, "' expects 1 or ", lanes, " values but got ",
-                               args.size()));
+    if (given.size() != 1 && given.size() != to.lanes) {
+        fail_at(name, tvr_join("'", name.text, "' expects 1 or ", size_t(to.lanes),
+                               " values but got ", given.size()));
     }
+    return given;
+}
+
+// A single value stands for all components, if it is no vector itself.
+tvrk_operand tvrk_compiler::vector_of(const tvrk_type& to, const std::vector<operand>& given) {
     operand made;
     made.what = kind::value;
     made.type = to;
     const tvrk_type component = tvrk_scalar(to.prim);
-    for (size_t lane = 0; lane < lanes; ++lane) {
-        operand x = args[args.size() == 1 ? 0 : lane];
+    const bool single = given.size() == 1, spread = single && !given[0].type.is_vector();
+    for (size_t lane = 0; lane < to.lanes; ++lane) {
+        operand x = given[single ? 0 : lane];
         if (x.is(kind::value) && x.type.is_vector()) {
-            if (args.size() != 1 || x.type.lanes != lanes) refuse(x, component);
+            if (!single || x.type.lanes != to.lanes) refuse(x, component);
             x = vector_component(x, lane);
         }
-        made.regs[lane] = lane > 0 && args.size() == 1 && !args[0].type.is_vector()
-                              ? made.regs[0]
-                              : reg(convert_explicit(x, component));
+        made.regs[lane] = lane > 0 && spread ? made.regs[0] : reg(convert_explicit(x, component));
     }
     return made;
 }

@@ -4,33 +4,6 @@
 #include "kernel/compiler/compiler.h"
 #include "kernel/compiler/optimise.h"
 
-namespace {
-
-uint16_t combine_op(tvrk_reduce reduce, tvrk_prim prim) {
-    struct row {
-        uint16_t i32, u32, i64, u64, f32, f64;
-    };
-    constexpr row rows[] = {
-        {TVRK_ADD_I32, TVRK_ADD_U32, TVRK_ADD_X64, TVRK_ADD_X64, TVRK_ADD_F32, TVRK_ADD_F64},
-        {TVRK_MIN_S, TVRK_MIN_U, TVRK_MIN_S, TVRK_MIN_U, TVRK_MIN_F32, TVRK_MIN_F64},
-        {TVRK_MAX_S, TVRK_MAX_U, TVRK_MAX_S, TVRK_MAX_U, TVRK_MAX_F32, TVRK_MAX_F64},
-    };
-    if (reduce == tvrk_reduce::bit_and) return TVRK_AND_X;
-    if (reduce == tvrk_reduce::bit_or) return TVRK_OR_X;
-    if (reduce == tvrk_reduce::bit_xor) return TVRK_XOR_X;
-    const row& r = rows[size_t(reduce) - size_t(tvrk_reduce::add)];
-    switch (prim) {
-    case tvrk_prim::i32: return r.i32;
-    case tvrk_prim::u32: return r.u32;
-    case tvrk_prim::i64: return r.i64;
-    case tvrk_prim::u64: return r.u64;
-    case tvrk_prim::f32: return r.f32;
-    default: return r.f64;
-    }
-}
-
-}  // namespace
-
 void tvrk_compiler::begin_program(const head& made) {
     program = std::make_unique<tvrk_program>();
     program->name = made.name;
@@ -299,7 +272,10 @@ void tvrk_compiler::leave_with(operand value) {
 }
 
 void tvrk_compiler::combine(const tvrk_acc& acc, uint32_t where, const operand& value) {
-    emit(combine_op(acc.reduce, acc.prim), where, where, reg(value));
+    const bool is_min = acc.reduce == tvrk_reduce::min, is_max = acc.reduce == tvrk_reduce::max;
+    const uint16_t op = is_min || is_max ? extremum_op(is_min, acc.prim)
+                                         : arithmetic_op(tvrk_reduce_name(acc.reduce), acc.prim);
+    emit(op, where, where, reg(value));
 }
 
 void tvrk_compiler::return_record(const operand& record) {

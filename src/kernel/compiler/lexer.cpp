@@ -1,6 +1,5 @@
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <limits>
 
 #include "base/join.h"
@@ -18,13 +17,6 @@ bool starts_word(char c) {
 }
 bool goes_on(char c) {
     return starts_word(c) || is_digit(c);
-}
-
-int digit_of(char c) {
-    if (is_digit(c)) return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return 99;
 }
 
 constexpr std::string_view long_symbols[] = {
@@ -193,16 +185,15 @@ private:
     }
 
     void read_integer(size_t begin, int base) {
-        const size_t digits = at;
         uint64_t value = 0;
-        for (; digit_of(peek()) < base; ++at) {
-            const auto digit = uint64_t(digit_of(peek()));
-            if (value > (std::numeric_limits<uint64_t>::max() - digit) / uint64_t(base)) {
-                fail(begin, "integer literal does not fit into 64 bit");
-            }
-            value = value * uint64_t(base) + digit;
+        const auto read = std::from_chars(text.data() + at, text.data() + text.size(), value, base);
+        if (read.ec == std::errc::result_out_of_range) {
+            fail(begin, "integer literal does not fit into 64 bit");
         }
-        if (at == digits || (is_digit(peek()) && base < 10)) fail(begin, "invalid number");
+        at = size_t(read.ptr - text.data());
+        if (read.ec != std::errc() || (is_digit(peek()) && base < 10)) {
+            fail(begin, "invalid number");
+        }
         const bool has_suffix = peek() == 'u' || peek() == 'U';
         if (has_suffix) ++at;
         check_suffix(begin);
@@ -211,6 +202,7 @@ private:
         token.is_unsigned = has_suffix;
     }
 
+    // The same in every locale, and as scripts read their numbers.
     void read_float(size_t begin) {
         while (is_digit(peek())) ++at;
         if (peek() == '.') ++at;
@@ -221,9 +213,11 @@ private:
             if (!is_digit(peek())) fail(begin, "invalid number");
             while (is_digit(peek())) ++at;
         }
-        const std::string digits(text.substr(begin, at - begin));
-        const double value = std::strtod(digits.c_str(), nullptr);
-        if (value > std::numeric_limits<double>::max()) fail(begin, "invalid number");
+        const std::string_view digits = text.substr(begin, at - begin);
+        double value = 0;
+        const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+        const bool tiny = digits.find('-') != std::string_view::npos;  // the exponent's sign
+        if (read.ec == std::errc::result_out_of_range && !tiny) fail(begin, "invalid number");
         const bool has_suffix = peek() == 'f' || peek() == 'F';
         if (has_suffix) ++at;
         check_suffix(begin);
@@ -254,6 +248,12 @@ constexpr std::string_view reserved_words[] = {
 
 void tvrk_tokenize(tvrk_tokens& tokens) {
     lexer(tokens).run();
+}
+
+bool tvrk_is_assignment(const tvrk_token& token) {
+    constexpr std::string_view symbols[] = {
+        "=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>="};
+    return std::find(std::begin(symbols), std::end(symbols), token.text) != std::end(symbols);
 }
 
 bool tvrk_is_reserved(std::string_view word) {

@@ -112,16 +112,13 @@ void tvrk_compiler::copy_record(const operand& target, const operand& source) {
 
 tvrk_operand tvrk_compiler::part_of(const operand& memory, const tvrk_type& type,
                                     int64_t offset) const {
-    operand made = memory;
+    operand made = memory;  // a parameter of struct type stays read only in its parts
     made.type = type;
     made.place.is_element = false;
     made.from_call = false;
-    made.variable = -1;
     if (add_overflows(made.place.offset, offset, &made.place.offset)) {
         fail("pointer offset out of range");
     }
-    // A parameter of struct type stays read only in its parts.
-    made.variable = memory.variable;
     return made;
 }
 
@@ -150,7 +147,7 @@ tvrk_operand tvrk_compiler::field_of(const operand& base, const tvrk_token& name
     }
     const std::string type = tvrk_type_name(whole.type);
     if (whole.type.is_vector()) {
-        const size_t lane = std::string_view("xyzw").find(name.text);
+        const size_t lane = tvrk_lane_names.find(name.text);
         if (name.text.size() != 1 || lane >= whole.type.lanes) {
             fail(tvr_join("struct '", type, "' has no field '", name.text, "'"));
         }
@@ -162,15 +159,19 @@ tvrk_operand tvrk_compiler::field_of(const operand& base, const tvrk_token& name
     if (field == nullptr) {
         fail(tvr_join("struct '", type, "' has no field '", name.text, "'"));
     }
-    tvrk_type held = field->type;
-    if (field->count != 0) {
-        held.kind = tvrk_type_kind::array;
-        held.count = field->count;
-    }
-    return part_of(whole, held, field->offset);
+    return part_of(whole, field->whole_type(), field->offset);
 }
 
 // indices ------------------------------------------------------------------------------------
+
+// An integer literal is an i64 here, whatever it would be elsewhere.
+tvrk_operand tvrk_compiler::as_distance(const operand& x, const char* too_far) const {
+    if (!x.is(kind::literal) || x.number.is_float) return x;
+    if (x.number.integer > tvrk_wide(INT64_MAX) || x.number.integer < tvrk_wide(INT64_MIN)) {
+        fail(too_far);
+    }
+    return constant(tvrk_prim::i64, uint64_t(x.number.integer));
+}
 
 tvrk_operand tvrk_compiler::index_into(const operand& base, const operand& index) {
     const bool is_array = base.is(kind::memory) && base.type.is_array();
@@ -181,15 +182,7 @@ tvrk_operand tvrk_compiler::index_into(const operand& base, const operand& index
         fail(tvr_join("only pointers and array fields can be indexed, not a ", type));
     }
     if (index.is(kind::pointer)) fail("an index must be an integer but got a pointer");
-    if (index.is(kind::literal) && !index.number.is_float) {
-        if (index.number.integer > tvrk_wide(INT64_MAX) ||
-            index.number.integer < tvrk_wide(INT64_MIN)) {
-            fail("index out of range");
-        }
-        const operand known = constant(tvrk_prim::i64, uint64_t(index.number.integer));
-        return is_array ? index_array(base, known) : index_pointer(base, known);
-    }
-    operand typed = settle(index);
+    operand typed = settle(as_distance(index, "index out of range"));
     if (typed.is(kind::condition)) typed = materialise(typed);
     if (!typed.type.is_scalar() || !tvrk_is_integer(typed.type.prim)) {
         fail(tvr_join("an index must be an integer but got a ", tvrk_type_name(typed.type)));
@@ -249,59 +242,46 @@ std::string tvrk_compiler::pointer_name(const operand& pointer) const {
 }
 
 tvrk_operand tvrk_compiler::move_pointer(const operand& pointer, const operand& by, bool back) {
-    operand made = pointer;
-    made.variable = -1;
-    made.from_call = false;
-    operand amount = by;
-    if (by.is(kind::literal) && !by.number.is_float) {
-        if (by.number.integer > tvrk_wide(INT64_MAX) || by.number.integer < tvrk_wide(INT64_MIN)) {
-            fail("pointer offset out of range");
-        }
-        amount = constant(tvrk_prim::i64, uint64_t(by.number.integer));
-    }
-    amount = settle(amount);
+    const char* too_far = "pointer offset out of range";
+    const operand amount = settle(as_distance(by, too_far));
     if (!amount.type.is_scalar() || !tvrk_is_integer(amount.type.prim)) {
         fail(tvr_join("pointer arithmetic needs an integer offset but got a ",
                       tvrk_type_name(amount.type)));
     }
-    if (amount.is(kind::constant)) {
-        const uint64_t step = back ? 0 - amount.bits : amount.bits;
-        const auto element = int64_t(pointer.type.element().size());
-        int64_t sum = 0, bytes = 0;
-        if (add_overflows(pointer.place.addend, int64_t(step), &sum) ||
-            __builtin_mul_overflow(sum, element, &bytes)) {
-            fail("pointer offset out of range");
-        }
-        made.place.addend = sum;
+    operand made = pointer;
+    made.variable = -1;
+    made.from_call = false;
+    if (!amount.is(kind::constant)) {
+        move_place(made.place, amount, back);
         return made;
     }
-    if (back) {
-        operand turned = amount;
-        turned.addend = 0;
-        const uint32_t from =
-            pointer.place.index == tvrk_no_reg ? zero_index() : pointer.place.index;
-        const uint32_t difference = new_register(tvrk_prim::i64);
-        emit(TVRK_SUB_X64, difference, from, reg(turned));
-        made.place.index = difference;
-        made.place.addend = int64_t(uint64_t(pointer.place.addend) - uint64_t(amount.addend));
-        return made;
+    const uint64_t step = back ? 0 - amount.bits : amount.bits;
+    const auto element = int64_t(pointer.type.element().size());
+    int64_t bytes = 0;
+    if (add_overflows(pointer.place.addend, int64_t(step), &made.place.addend) ||
+        __builtin_mul_overflow(made.place.addend, element, &bytes)) {
+        fail(too_far);
     }
-    made.place.addend = int64_t(uint64_t(pointer.place.addend) + uint64_t(amount.addend));
-    if (pointer.place.index == tvrk_no_reg) {
-        made.place.index = amount.regs[0];
-        return made;
-    }
-    made.place.index = new_register(tvrk_prim::i64);
-    emit(TVRK_ADD_X64, made.place.index, pointer.place.index, amount.regs[0]);
     return made;
+}
+
+// By what only the run will tell. The constant part of both stays one.
+void tvrk_compiler::move_place(tvrk_place& place, const operand& amount, bool back) {
+    const uint64_t addend = uint64_t(amount.addend);
+    place.addend = int64_t(uint64_t(place.addend) + (back ? 0 - addend : addend));
+    if (place.index == tvrk_no_reg && !back) {
+        place.index = amount.regs[0];
+        return;
+    }
+    const uint32_t from = place.index == tvrk_no_reg ? zero_index() : place.index;
+    place.index = new_register(tvrk_prim::i64);
+    emit(back ? TVRK_SUB_X64 : TVRK_ADD_X64, place.index, from, amount.regs[0]);
 }
 
 tvrk_operand tvrk_compiler::pointer_binary(std::string_view op, const operand& x,
                                            const operand& y) {
     const bool both = x.is(kind::pointer) && y.is(kind::pointer);
     if (!both) {
-        if (op == "+" && y.is(kind::pointer))
-            fail("only 'pointer + integer' and 'pointer - integer' are defined");
         if ((op != "+" && op != "-") || y.is(kind::pointer)) {
             fail("only 'pointer + integer' and 'pointer - integer' are defined");
         }

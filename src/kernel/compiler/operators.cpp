@@ -30,20 +30,6 @@ constexpr op_row arithmetic[] = {
     {"~", {TVRK_NOT_X, TVRK_NOT_U32, TVRK_NOT_X, TVRK_NOT_X, TVRK_NOP, TVRK_NOP}},
 };
 
-// Narrow types work at 32 bits.
-uint16_t op_for(std::string_view symbol, tvrk_prim prim) {
-    const size_t column = prim == tvrk_prim::f64   ? 5
-                          : prim == tvrk_prim::f32 ? 4
-                          : prim == tvrk_prim::u64 ? 3
-                          : prim == tvrk_prim::i64 ? 2
-                          : tvrk_is_signed(prim)   ? 0
-                                                   : 1;
-    for (const op_row& row : arithmetic) {
-        if (row.symbol == symbol) return row.codes[column];
-    }
-    return TVRK_NOP;
-}
-
 bool is_compare(std::string_view op) {
     return op == "==" || op == "!=" || op == "<" || op == "<=" || op == ">" || op == ">=";
 }
@@ -56,6 +42,19 @@ constexpr tvrk_wide highest_literal = std::numeric_limits<int64_t>::max();
 constexpr tvrk_wide highest_unsigned = std::numeric_limits<uint64_t>::max();
 
 }  // namespace
+
+uint16_t tvrk_compiler::arithmetic_op(std::string_view symbol, tvrk_prim prim) {
+    const size_t column = prim == tvrk_prim::f64   ? 5
+                          : prim == tvrk_prim::f32 ? 4
+                          : prim == tvrk_prim::u64 ? 3
+                          : prim == tvrk_prim::i64 ? 2
+                          : tvrk_is_signed(prim)   ? 0
+                                                   : 1;
+    for (const op_row& row : arithmetic) {
+        if (row.symbol == symbol) return row.codes[column];
+    }
+    return TVRK_NOP;
+}
 
 tvrk_operand tvrk_compiler::binary(std::string_view op, operand x, operand y) {
     if (x.is(kind::nothing) || y.is(kind::nothing)) {
@@ -132,52 +131,55 @@ tvrk_prim tvrk_compiler::common_prim(std::string_view op, const operand& x,
                   " implicitly, convert one side explicitly (e.g. ", to, "(x))"));
 }
 
+void tvrk_compiler::check_operands(std::string_view op, const operand& x, const operand& y) const {
+    for (const operand* side : {&x, &y}) {
+        if (side->is_number_text() || !side->type.is_bool()) continue;
+        if (!is_compare(op)) {
+            fail(tvr_join("'", op, "' is not defined for bool (use && / || / !)"));
+        }
+        if (op != "==" && op != "!=") fail("bool values cannot be ordered (only == and !=)");
+    }
+    if (!is_bitwise(op)) return;
+    for (const operand* side : {&x, &y}) {
+        const tvrk_prim own = side->is_number_text() ? default_prim(side->number) : side->type.prim;
+        if (tvrk_is_integer(own)) continue;
+        fail(tvr_join("'", op, "' needs integers but got a ", tvrk_prim_name(own)));
+    }
+}
+
 tvrk_operand tvrk_compiler::scalar_binary(std::string_view op, operand x, operand y) {
     if (x.is(kind::literal) && y.is(kind::literal)) return literal_binary(op, x.number, y.number);
     if (x.is_number_text() && y.is_number_text()) {  // one was chosen at run time
         x = settle(x);
         y = settle(y);
     }
-    const bool shifts = op == "<<" || op == ">>";
-    if (shifts) return shift(op, std::move(x), y);
-    const bool any_bool =
-        (!x.is_number_text() && x.type.is_bool()) || (!y.is_number_text() && y.type.is_bool());
-    if (any_bool && is_compare(op) && op != "==" && op != "!=") {
-        fail("bool values cannot be ordered (only == and !=)");
-    }
-    if (any_bool && !is_compare(op)) {
-        fail(tvr_join("'", op, "' is not defined for bool (use && / || / !)"));
-    }
-    if (is_bitwise(op)) {
-        for (const operand* side : {&x, &y}) {
-            const tvrk_prim own =
-                side->is_number_text() ? default_prim(side->number) : side->type.prim;
-            if (tvrk_is_integer(own)) continue;
-            fail(tvr_join("'", op, "' needs integers but got a ", tvrk_prim_name(own)));
-        }
-    }
-    if (x.is(kind::choice)) {
-        x = resolve_choice(x, tvrk_is_narrow(y.type.prim) ? tvrk_prim::i32 : y.type.prim);
-    }
-    if (y.is(kind::choice)) {
-        y = resolve_choice(y, tvrk_is_narrow(x.type.prim) ? tvrk_prim::i32 : x.type.prim);
-    }
+    if (op == "<<" || op == ">>") return shift(op, std::move(x), y);
+    check_operands(op, x, y);
+    const auto wide_enough = [](tvrk_prim prim) {
+        return tvrk_is_narrow(prim) ? tvrk_prim::i32 : prim;
+    };
+    if (x.is(kind::choice)) x = resolve_choice(x, wide_enough(y.type.prim));
+    if (y.is(kind::choice)) y = resolve_choice(y, wide_enough(x.type.prim));
     const tvrk_prim prim = meet(op, x, y);
     if (is_compare(op)) return compare(op, x, y);
-    const bool folds = x.is(kind::constant) && y.is(kind::constant);
-    const bool integer = tvrk_is_integer(prim) && !tvrk_is_narrow(prim);
-    if (integer && !folds) {
-        if (op == "+" && y.is(kind::constant)) return add_constant(x, int64_t(y.bits));
-        if (op == "+" && x.is(kind::constant)) return add_constant(y, int64_t(x.bits));
-        if (op == "-" && y.is(kind::constant)) return add_constant(x, int64_t(0 - y.bits));
-        const bool divides = op == "/" || op == "%";
-        const bool at_32 = prim == tvrk_prim::i32 || prim == tvrk_prim::u32;
-        if (divides && at_32 && y.is(kind::constant) && y.bits >= 2 && y.bits <= 65535) {
-            return divide_by_constant(op == "%", x, y.bits);
-        }
-    }
-    operand made = compute(op_for(op, prim), prim, x, &y);
+    if (auto cheaper = with_constant(op, prim, x, y)) return std::move(*cheaper);
+    operand made = compute(arithmetic_op(op, prim), prim, x, &y);
     return is_bitwise(op) ? made : truncated(made);
+}
+
+// Sums with a constant, and divisions by a small one, have instructions of their own.
+std::optional<tvrk_operand> tvrk_compiler::with_constant(std::string_view op, tvrk_prim prim,
+                                                         const operand& x, const operand& y) {
+    const bool folds = x.is(kind::constant) && y.is(kind::constant);
+    if (folds || !tvrk_is_integer(prim) || tvrk_is_narrow(prim)) return {};
+    if (op == "+" && x.is(kind::constant)) return add_constant(y, int64_t(x.bits));
+    if (!y.is(kind::constant)) return {};
+    if (op == "+") return add_constant(x, int64_t(y.bits));
+    if (op == "-") return add_constant(x, int64_t(0 - y.bits));
+    const bool divides = op == "/" || op == "%";
+    const bool at_32 = prim == tvrk_prim::i32 || prim == tvrk_prim::u32;
+    if (!divides || !at_32 || y.bits < 2 || y.bits > 65535) return {};
+    return divide_by_constant(op == "%", x, y.bits);
 }
 
 // 64-bit sums wait: an index takes the constant into its instruction.
@@ -213,7 +215,7 @@ tvrk_operand tvrk_compiler::shift(std::string_view op, operand x, const operand&
     if (!tvrk_is_integer(count.type.prim)) {
         fail(tvr_join("the shift count must be an integer but got ", tvrk_type_name(count.type)));
     }
-    return truncated(compute(op_for(op, x.type.prim), x.type.prim, x, &count));
+    return truncated(compute(arithmetic_op(op, x.type.prim), x.type.prim, x, &count));
 }
 
 tvrk_operand tvrk_compiler::compare(std::string_view op, const operand& x, const operand& y) {
@@ -247,26 +249,28 @@ tvrk_operand tvrk_compiler::compare(std::string_view op, const operand& x, const
     return condition_operand(std::move(made));
 }
 
-tvrk_operand tvrk_compiler::unary(std::string_view op, operand x) {
-    if (x.is(kind::literal)) {
-        tvrk_literal& number = x.number;
-        x.from_call = false;
-        if (op == "+") return x;
-        if (op == "-" && number.is_float) {
-            number.number = -number.number;
-            return x;
-        }
-        if (number.is_float) {
-            fail(tvr_join("'", op, "' needs integers but got a ",
-                          tvrk_prim_name(default_prim(number))));
-        }
-        if (number.is_unsigned) return unary(op, settle(x));
-        number.integer = op == "-" ? -number.integer : -number.integer - 1;
-        if (number.integer < lowest_literal) {
-            fail("integer constant overflow (write u64(...) for values above 2^63)");
-        }
+tvrk_operand tvrk_compiler::literal_unary(std::string_view op, operand x) {
+    tvrk_literal& number = x.number;
+    x.from_call = false;
+    if (op == "+") return x;
+    if (op == "-" && number.is_float) {
+        number.number = -number.number;
         return x;
     }
+    if (number.is_float) {
+        fail(
+            tvr_join("'", op, "' needs integers but got a ", tvrk_prim_name(default_prim(number))));
+    }
+    if (number.is_unsigned) return unary(op, settle(x));
+    number.integer = op == "-" ? -number.integer : -number.integer - 1;
+    if (number.integer < lowest_literal) {
+        fail("integer constant overflow (write u64(...) for values above 2^63)");
+    }
+    return x;
+}
+
+tvrk_operand tvrk_compiler::unary(std::string_view op, operand x) {
+    if (x.is(kind::literal)) return literal_unary(op, std::move(x));
     x = settle(x);
     if (x.is(kind::pointer)) fail(tvr_join("'", op, "' is not defined for pointers"));
     if (x.is(kind::nothing)) fail(tvr_join("a void call has no value for '", op, "'"));
@@ -279,7 +283,7 @@ tvrk_operand tvrk_compiler::unary(std::string_view op, operand x) {
     x.variable = -1;
     x.from_call = false;
     if (op == "+") return x;
-    const uint16_t code = op_for(op == "-" ? "neg" : "~", x.type.prim);
+    const uint16_t code = arithmetic_op(op == "-" ? "neg" : "~", x.type.prim);
     if (!x.type.is_vector()) return truncated(compute(code, x.type.prim, x));
     operand made = x;
     for (size_t lane = 0; lane < x.type.lanes; ++lane) {

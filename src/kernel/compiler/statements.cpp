@@ -172,22 +172,10 @@ void tvrk_compiler::jump_statement(const tvrk_token& word) {
 
 // assignments --------------------------------------------------------------------------------
 
-namespace {
-
-bool is_assignment(const tvrk_token& token) {
-    for (const std::string_view op :
-         {"=", "+=", "-=", "*=", "/=", "%=", "&=", "|=", "^=", "<<=", ">>="}) {
-        if (token.is(op)) return true;
-    }
-    return false;
-}
-
-}  // namespace
-
 void tvrk_compiler::simple_statement() {
     const operand target = unary_expression();
     if (peek().is("++") || peek().is("--")) return step_by_one(target, next());
-    if (is_assignment(peek())) return assign(target, next());
+    if (tvrk_is_assignment(peek())) return assign(target, next());
     if (peek().kind == tvrk_token_kind::symbol && !peek().is(";") && !peek().is(")")) {
         // An operator follows: read on, so that the message is about the whole expression.
         for (const std::string_view end : {"}", "{", "]", ",", ":", ".", "!", "~"}) {

@@ -35,5 +35,8 @@ struct tvrk_tokens {
 // Throws tvrk_compile_failure.
 void tvrk_tokenize(tvrk_tokens& tokens);
 
+// =, += and the like.
+bool tvrk_is_assignment(const tvrk_token& token);
+
 // kernel, struct, gid, ... and the names of types cannot be declared.
 bool tvrk_is_reserved(std::string_view word);

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr std::string_view lane_names[] = {"x", "y", "z", "w"};
-
 bool reduces_bits(tvrk_reduce reduce) {
     return reduce >= tvrk_reduce::bit_and;
 }
@@ -106,8 +104,8 @@ void tvrk_compiler::note_vector(const tvrk_type& vector) {
     made->file = "<builtin>";
     const auto bytes = uint32_t(tvrk_prim_size(vector.prim));
     for (uint32_t lane = 0; lane < vector.lanes; ++lane) {
-        made->fields.push_back(
-            {std::string(lane_names[lane]), tvrk_scalar(vector.prim), lane * bytes, 0, bytes});
+        made->fields.push_back({std::string(1, tvrk_lane_names[lane]), tvrk_scalar(vector.prim),
+                                lane * bytes, 0, bytes});
     }
     made->size = bytes * vector.lanes;
     unit->structs.push_back(std::move(made));

@@ -193,12 +193,7 @@ void tvrk_compiler::list_elements(const operand& target, bool& complete) {
             part = part_of(target, type.element(), int64_t(given * type.element().size()));
         } else {
             const tvrk_field& field = type.record->fields[given];
-            tvrk_type held = field.type;
-            if (field.count != 0) {
-                held.kind = tvrk_type_kind::array;
-                held.count = field.count;
-            }
-            part = part_of(target, held, field.offset);
+            part = part_of(target, field.whole_type(), field.offset);
         }
         ++given;
         if (peek().is("{") && !part.type.is_scalar()) {

@@ -66,7 +66,7 @@ std::string name_of(uint64_t hash) {
 // The first registration of a hash wins.
 void add_to_table(uint64_t hash, tvrk_native_function fn) {
     tvrk_process& process = tvrk_the_process();
-    tvr_lock hold(process.native_mutex);
+    tvr_lock hold(process.table_mutex);
     process.ahead_of_time.try_emplace(hash, fn);
 }
 
@@ -136,7 +136,7 @@ void tvrk_aot_register(uint64_t hash, void* fn) {
 
 tvrk_native_function tvrk_aot_find(uint64_t hash) {
     tvrk_process& process = tvrk_the_process();
-    tvr_lock hold(process.native_mutex);
+    tvr_lock hold(process.table_mutex);
     const auto found = process.ahead_of_time.find(hash);
     return found != process.ahead_of_time.end() ? found->second : nullptr;
 }

@@ -1,7 +1,6 @@
 #include "kernel/native/c_compiler.h"
 
 #include <dlfcn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 
 #include "base/join.h"
 #include "kernel/native/c_source.h"
+#include "kernel/native/command.h"
 #include "kernel/process.h"
 
 namespace {
@@ -20,7 +20,6 @@ namespace {
 constexpr std::string_view unix_flags =
     "-O2 -shared -fPIC -fno-strict-aliasing -ffp-contract=off -fno-math-errno -w";
 constexpr std::string_view msvc_flags = "/nologo /O2 /fp:precise /LD /w";
-constexpr size_t longest_output = 65536;  // bytes of the compiler's words that are kept
 
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
@@ -31,8 +30,8 @@ std::string find_compiler() {
     const std::string chosen = variable("TVR_KERNEL_CC");
     if (!chosen.empty()) return chosen;
     for (const char* name : {"cc", "gcc", "clang"}) {
-        const std::string probe = tvr_join(name, " --version >/dev/null 2>&1");
-        if (std::system(probe.c_str()) == 0) return name;
+        std::string version;
+        if (tvrk_run_command(tvr_join(name, " --version 2>&1"), version, {}) == 0) return name;
     }
     return "";
 }
@@ -57,7 +56,7 @@ struct toolchain {
 
 toolchain find_toolchain() {
     tvrk_process& process = tvrk_the_process();
-    tvr_lock hold(process.native_mutex);
+    tvr_lock hold(process.toolchain_mutex);
     if (!process.searched) {
         process.compiler = find_compiler();
         process.directory = find_directory();
@@ -98,20 +97,6 @@ bool write_file(const std::string& path, const std::string& text) {
     return std::fclose(file) == 0 && written;
 }
 
-// The exit status; what the command said goes to `output`.
-int run_command(const std::string& command, std::string& output) {
-    FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return -1;
-    char buffer[512];
-    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        // Read on to the end, or the command would stand still.
-        if (output.size() < longest_output) output.append(buffer, got);
-    }
-    const int status = pclose(pipe);
-    if (status != -1 && WIFEXITED(status)) return WEXITSTATUS(status);
-    return status;
-}
-
 tvrk_native_function load(const std::string& path, std::string& error) {
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);  // stays loaded
     if (library == nullptr) {
@@ -119,7 +104,10 @@ tvrk_native_function load(const std::string& path, std::string& error) {
         return nullptr;
     }
     void* entry = dlsym(library, "tvrk_jit_entry");
-    if (entry == nullptr) error = tvr_join("tvrk_jit_entry not found in ", path);
+    if (entry == nullptr) {
+        error = tvr_join("tvrk_jit_entry not found in ", path);
+        dlclose(library);
+    }
     return reinterpret_cast<tvrk_native_function>(entry);
 }
 
@@ -134,7 +122,7 @@ std::string command_line(const toolchain& tools, const std::string& stem) {
 
 // Compiles under a name of our own; renaming it makes it everybody's, whole or not at all.
 bool build(const toolchain& tools, const std::string& source, const std::string& path,
-           std::string& error) {
+           const tvrk_called_off& called_off, std::string& error) {
     const uint32_t number = tvrk_the_process().temporary_names.fetch_add(1);
     const std::string stem =
         tvr_join(path.substr(0, path.size() - 3), '.', int64_t(getpid()), '.', number);
@@ -144,7 +132,7 @@ bool build(const toolchain& tools, const std::string& source, const std::string&
         return false;
     }
     std::string output;
-    const int status = run_command(command_line(tools, stem), output);
+    const int status = tvrk_run_command(command_line(tools, stem), output, called_off);
     remove_file(stem + ".c");
     for (const char* side : {".obj", ".lib", ".exp"}) {
         if (speaks_msvc(tools.compiler)) remove_file(stem + side);
@@ -164,7 +152,8 @@ bool build(const toolchain& tools, const std::string& source, const std::string&
 
 }  // namespace
 
-tvrk_native_function tvrk_compile_c(const std::string& source, std::string& error) {
+tvrk_native_function tvrk_compile_c(const std::string& source, const tvrk_called_off& called_off,
+                                    std::string& error) {
     const toolchain tools = find_toolchain();
     if (tools.compiler.empty()) {
         error = "no C compiler found (set TVR_KERNEL_CC)";
@@ -180,10 +169,11 @@ tvrk_native_function tvrk_compile_c(const std::string& source, std::string& erro
     std::snprintf(name, sizeof name, "/k_%016llx.so", static_cast<unsigned long long>(key));
     const std::string path = tools.directory + name;
     std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored) && !build(tools, source, path, error)) {
-        return nullptr;
+    if (std::filesystem::exists(path, ignored)) {
+        if (const tvrk_native_function cached = load(path, error)) return cached;
+        error.clear();  // what a power cut left of it is made anew
     }
-    return load(path, error);
+    return build(tools, source, path, called_off, error) ? load(path, error) : nullptr;
 }
 
 std::string tvrk_jit_compiler() {

@@ -22,17 +22,26 @@ void publish(tvrk_jit_slot& slot, tvrk_native_function fn, const std::string& er
     slot.state.notify_all();
 }
 
+// As if nobody had asked: a later launch does.
+void give_up(tvrk_jit_slot& slot) {
+    uint32_t expected = TVRK_JIT_COMPILING;
+    slot.state.compare_exchange_strong(expected, TVRK_JIT_NONE);
+    slot.state.notify_all();
+}
+
 // A build has one claim; whoever comes too late does nothing.
-void build(const tvrk_program& program) {
+void build(const tvrk_program& program, const tvrk_called_off& called_off) {
     tvrk_jit_slot& slot = *program.jit;
     if (slot.claimed.exchange(true)) return;
+    if (called_off && called_off()) return give_up(slot);
     tvrk_native_function fn = nullptr;
     std::string error;
     try {
-        fn = tvrk_compile_c(tvrk_jit_source(program), error);
+        fn = tvrk_compile_c(tvrk_jit_source(program), called_off, error);
     } catch (const std::exception& failure) {
         error = failure.what();
     }
+    if (fn == nullptr && called_off && called_off()) return give_up(slot);
     publish(slot, fn, error);
 }
 
@@ -56,12 +65,12 @@ void take_ahead_of_time(const tvrk_program& program) {
 }
 
 // Somebody else asked first. Perhaps nobody builds yet, because the task waits for this thread.
-void wait_for_build(const tvrk_program& program) {
+void wait_for_build(const tvrk_program& program, const tvrk_called_off& called_off) {
     tvrk_jit_slot& slot = *program.jit;
     for (;;) {
         const uint32_t state = slot.state;
         if (state != TVRK_JIT_COMPILING && state != TVRK_JIT_PUBLISHING) return;
-        if (state == TVRK_JIT_COMPILING) build(program);
+        if (state == TVRK_JIT_COMPILING) build(program, called_off);
         if (slot.state == state) slot.state.wait(state);
     }
 }
@@ -87,25 +96,24 @@ tvrk_jit_policy tvrk_jit_get_policy() {
 }
 
 void tvrk_jit_request(std::shared_ptr<const tvrk_unit> unit, const tvrk_program& program,
-                      const tvrk_spawn& spawn) {
+                      const tvrk_spawn& spawn, const tvrk_called_off& called_off) {
     const tvrk_jit_policy policy = tvrk_jit_get_policy();
     if (policy == tvrk_jit_policy::off || program.jit == nullptr) return;
     tvrk_jit_slot& slot = *program.jit;
     take_ahead_of_time(program);
     uint32_t expected = TVRK_JIT_NONE;
     if (!slot.state.compare_exchange_strong(expected, TVRK_JIT_COMPILING)) {
-        if (policy == tvrk_jit_policy::sync) wait_for_build(program);
+        if (policy == tvrk_jit_policy::sync) wait_for_build(program, called_off);
         return;
     }
     slot.claimed = false;
-    if (policy == tvrk_jit_policy::sync) return build(program);
-    const auto task = [unit = std::move(unit), &program] { build(program); };
+    if (policy == tvrk_jit_policy::sync) return build(program, called_off);
+    const auto task = [unit = std::move(unit), &program, called_off] {
+        build(program, called_off);
+    };
     if (spawn && spawn(task)) return;
-    // Refused: a later launch asks again, unless a sync launch has begun to build meanwhile.
-    if (slot.claimed.exchange(true)) return;
-    expected = TVRK_JIT_COMPILING;
-    slot.state.compare_exchange_strong(expected, TVRK_JIT_NONE);
-    slot.state.notify_all();
+    // Refused, unless a sync launch has begun to build meanwhile.
+    if (!slot.claimed.exchange(true)) give_up(slot);
 }
 
 tvrk_native_function tvrk_jit_function(const tvrk_program& program) {

@@ -53,7 +53,7 @@ private:
         const std::string_view name = read_name();
         if (name.empty()) return false;
         const size_t lane =
-            name.size() == 1 ? tvr_vector_lanes.find(name[0]) : std::string_view::npos;
+            name.size() == 1 ? tvrk_lane_names.find(name[0]) : std::string_view::npos;
         if (lane >= found.type.lanes) return no_field(tvrk_type_name(found.type), name);
         found.offset += lane * tvrk_prim_size(found.type.prim);
         found.type = tvrk_scalar(found.type.prim);

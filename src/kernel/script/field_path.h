@@ -19,6 +19,3 @@ struct tvr_kernel_field {
 // False, with the reason in `error`, for what is no path to a field of this struct.
 bool tvr_find_kernel_field(const tvrk_struct& record, std::string_view path,
                            tvr_kernel_field& found, std::string& error);
-
-// The names of a vector's components, in their order.
-inline constexpr std::string_view tvr_vector_lanes = "xyzw";

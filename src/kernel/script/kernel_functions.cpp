@@ -1,5 +1,6 @@
 // The functions std.kernel_...
 
+#include <algorithm>
 #include <span>
 
 #include "kernel/aot.h"
@@ -21,18 +22,18 @@ namespace {
 constexpr std::string_view policy_words[] = {"auto", "sync", "off"};
 constexpr std::string_view mode_words[] = {"auto", "scalar", "batch"};
 
-// The place of an optional word; -1, after the error, for one that is none of them.
-int find_word(tvr_native_args& args, std::span<const std::string_view> words, int otherwise,
-              const char* expected) {
-    if (args.empty()) return otherwise;
-    const tvrvar_shared given = args[0]->deref();
-    if (given->type == tvrvar_type_string) {
-        for (size_t i = 0; i < words.size(); ++i) {
-            if (words[i] == given->string_view()) return int(i);
-        }
+// A setting of the process. An optional word sets it first; the result is the current one's.
+template <typename VALUE>
+tvrvar_shared setting(tvr_native_args& args, std::span<const std::string_view> words,
+                      VALUE (*current)(), void (*change)(VALUE), const char* expected) {
+    if (!args.empty()) {
+        const tvrvar_shared given = args[0]->deref();
+        const bool is_text = given->type == tvrvar_type_string;
+        const auto found = is_text ? std::ranges::find(words, given->string_view()) : words.end();
+        if (found == words.end()) return runtime_error(expected), tvrvar_shared();
+        change(VALUE(found - words.begin()));
     }
-    runtime_error(expected);
-    return -1;
+    return words[size_t(current())];
 }
 
 bool read_imports(const tvr_arguments& given, tvrk_imports& imports) {
@@ -85,19 +86,13 @@ tvrvar_shared threads(tvrobject_base*, tvr_vm_context&, tvr_native_args& args) {
 }
 
 tvrvar_shared jit(tvrobject_base*, tvr_vm_context&, tvr_native_args& args) {
-    const int word = find_word(args, policy_words, int(tvrk_jit_get_policy()),
-                               "kernel_jit expects 'auto', 'sync' or 'off'");
-    if (word < 0) return {};
-    if (!args.empty()) tvrk_jit_set_policy(tvrk_jit_policy(word));
-    return policy_words[word];
+    return setting(args, policy_words, tvrk_jit_get_policy, tvrk_jit_set_policy,
+                   "kernel_jit expects 'auto', 'sync' or 'off'");
 }
 
 tvrvar_shared mode(tvrobject_base*, tvr_vm_context&, tvr_native_args& args) {
-    const int word = find_word(args, mode_words, int(tvrk_get_mode()),
-                               "kernel_mode expects 'auto', 'scalar' or 'batch'");
-    if (word < 0) return {};
-    if (!args.empty()) tvrk_set_mode(tvrk_mode(word));
-    return mode_words[word];
+    return setting(args, mode_words, tvrk_get_mode, tvrk_set_mode,
+                   "kernel_mode expects 'auto', 'scalar' or 'batch'");
 }
 
 // Kernels, units and lists of them, as far down as lists go.

@@ -21,6 +21,14 @@ tvrk_spawn spawn_of(tvrscript* script) {
     };
 }
 
+// A compiler is ended with the run that wants its code, or with the workers that wait for it.
+tvrk_called_off end_of(tvrscript* script) {
+    if (script == nullptr) return {};
+    return [script, had_workers = script->workers.thread_count() > 0] {
+        return script->stop_requested() || (had_workers && script->workers.thread_count() == 0);
+    };
+}
+
 bool is_asked_to_stop() {
     const tvrscript* script = tvr_script_local();
     return script != nullptr && script->stop_requested();
@@ -52,7 +60,7 @@ void tvr_kernel_launch_state::begin(uint64_t most_helpers) {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     if (is_asked_to_stop()) launch->abort = true;
     const tvrk_spawn spawn = spawn_of(script);
-    tvrk_jit_request(launch->unit, *launch->program, spawn);
+    tvrk_jit_request(launch->unit, *launch->program, spawn, end_of(script));
     // One helper even where the limit is one thread: it only comes if a worker has nothing to do.
     const uint64_t wanted = std::max<uint64_t>(tvr_kernel_thread_count() - 1, 1);
     launch->start_helpers(std::min(wanted, most_helpers), spawn);

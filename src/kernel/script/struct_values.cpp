@@ -26,7 +26,7 @@ tvrvar_shared read_one(const uint8_t* at, const tvrk_type& type) {
     tvrvar_shared made = tvrvar_shared::make();
     tvr_std_json& json = made->as_json(true);
     for (size_t lane = 0; lane < type.lanes; ++lane) {
-        json.set(tvr_vector_lanes.substr(lane, 1),
+        json.set(tvrk_lane_names.substr(lane, 1),
                  tvr_read_kernel_number(at + lane * tvrk_prim_size(type.prim), type.prim));
     }
     return made;
@@ -112,7 +112,7 @@ private:
         for (const tvr_std_json::entry& entry : values.entries) {
             const std::string_view name = entry.name();
             const size_t lane =
-                name.size() == 1 ? tvr_vector_lanes.find(name[0]) : std::string_view::npos;
+                name.size() == 1 ? tvrk_lane_names.find(name[0]) : std::string_view::npos;
             const std::string whole = inner(path, name);
             if (lane >= type.lanes) return no_field(tvrk_type_name(type), name, whole);
             std::string reason;

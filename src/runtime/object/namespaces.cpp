@@ -126,10 +126,21 @@ tvr_docs_record tvr_namespace::docs() const {
     });
     record["functions"] =
         sorted_records(functions, [](const auto& function) { return tvr_docs_of(*function); });
-    record["children"] = sorted_records(children, [](const auto& below) {
-        return tvr_docs_record{{"description", below->description}};
-    });
+    record["children"] = docs_of_children();
     return record;
+}
+
+// Namespaces, and the classes whose instances no script makes by name: no function tells of them.
+tvr_docs_record tvr_namespace::docs_of_children() const {
+    std::map<std::string_view, std::string_view> described;
+    for (const auto& [known, below] : children) described[known] = below->description;
+    for (const auto& [known, native] : classes) {
+        if (find_function(known) == nullptr) described.try_emplace(known, native->description);
+    }
+    tvr_docs_record records = tvr_docs_record::object();
+    for (const auto& [known, text] : described)
+        records[std::string(known)] = {{"description", text}};
+    return records;
 }
 
 std::string tvr_namespace::find_docs(std::string_view path) {

@@ -90,6 +90,7 @@ public:
 
 private:
     nlohmann::ordered_json docs() const;
+    nlohmann::ordered_json docs_of_children() const;
     nlohmann::ordered_json docs_of_class(std::string_view class_name,
                                          const tvrobject_metadata& native) const;
 

@@ -1,8 +1,11 @@
 // Endless kernels: the interpreter's lock is free meanwhile, and a request to stop ends them.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
+#include <string>
 #include <thread>
 
 #include "../../runtime/interpreter.h"
@@ -118,6 +121,31 @@ TEST_F(kernel_stop, another_abort_is_an_error_of_the_script) {
     in.run_to_end();
     stopper.join();
     EXPECT_EQ(log.said(), "kernel 'endless' was aborted|");
+}
+
+// A script that has come to its end waits for no C compiler. Looked up once in a process, so this
+// is one of its own.
+TEST_F(kernel_stop, ends_the_compiler_at_shutdown) {
+    testing::GTEST_FLAG(death_test_style) = "threadsafe";
+    EXPECT_EXIT(
+        {
+            const auto folder = std::filesystem::temp_directory_path() /
+                                ("tavro_kernel_stop_" + std::to_string(getpid()));
+            const std::string started = folder / "started";
+            setenv("TVR_KERNEL_CACHE", folder.c_str(), 1);
+            setenv("TVR_KERNEL_CC", ("touch " + started + "; sleep 100000 #").c_str(), 1);
+            tvrk_jit_set_policy(tvrk_jit_policy::automatic);
+            listening_log log;
+            {
+                interpreter in(log, true);
+                in.start("kernel i64 k() reduce(+) { return 1; } std.print(k.launch(10));");
+                in.run_to_end();
+                while (!std::filesystem::exists(started)) std::this_thread::yield();
+            }
+            std::filesystem::remove_all(folder);
+            exit(log.said() == "10|" ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -2,16 +2,18 @@
 
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 30
+MINUTES ?= 5
 RECORDING ?= examples/recordings/club-night.jsonl
 JOBS ?= $(shell nproc)
 
-.PHONY: help build run test bench asan tsan fuzz format lint install clean
+.PHONY: help build run test bench soak asan tsan fuzz format lint install clean
 
 help:
 	@echo 'make run      a script plays the example recording and writes what it hears'
 	@echo 'make build    programs in build/release/bin/'
 	@echo 'make test     every test'
 	@echo 'make bench    benchmarks, with their references beside them'
+	@echo 'make soak     a long night of so many MINUTES ($(MINUTES)): everything at once, while much fails'
 	@echo 'make asan, make tsan    the tests under the sanitizers'
 	@echo 'make fuzz     each fuzz target for FUZZ_SECONDS ($(FUZZ_SECONDS))'
 	@echo 'make format, make lint  clang-format; clang-tidy, includes, headers'
@@ -31,6 +33,9 @@ test: build
 bench: build
 	@tools/setup bench
 	@tools/run_bench build/release
+
+soak: build
+	@build/release/bin/tavro_soak --minutes $(MINUTES)
 
 asan tsan:
 	@tools/setup checks

@@ -45,7 +45,7 @@ public:
     // Registers a native class: class_name(...) makes an instance and hands it the arguments.
     template <typename T>
     tvr_function_def& add_class(std::string_view class_name, uint32_t min_params,
-                                uint32_t max_params, tvr_function_docs docs = {}) {
+                                uint32_t max_params, const tvr_function_docs& docs = {}) {
         classes[std::string(class_name)] = &T::metadata_of_class();
         return add_function(
             class_name,
@@ -56,13 +56,13 @@ public:
                 object->construct(frame, args);
                 return made;
             },
-            min_params, max_params, std::move(docs));
+            min_params, max_params, docs);
     }
 
     // The same for a class whose values are no plain objects: `callback` makes them.
     tvr_function_def& add_constructor(std::string_view class_name, const tvrobject_metadata& native,
                                       tvr_native_function callback, uint32_t min_params,
-                                      uint32_t max_params, tvr_function_docs docs = {}) {
+                                      uint32_t max_params, const tvr_function_docs& docs = {}) {
         classes[std::string(class_name)] = &native;
         return add_function(class_name, std::move(callback), min_params, max_params,
                             std::move(docs));

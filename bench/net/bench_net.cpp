@@ -3,9 +3,10 @@
 //   bench_net stream SIZE COUNT INFLIGHT   reliable commands, at most INFLIGHT not yet acknowledged
 //   bench_net rtt SIZE COUNT               questions and answers, one at a time
 //   --threads                              with the socket's own threads, as the relay has them
+//   --loss SHARE                           each node loses that share of what it sends, 0 to 1
 //
 // It forks, one node in each process, with MACs of their own. They talk through the loopback, by
-// sendmmsg and recvmmsg; a preloaded library can lose datagrams on the way.
+// sendmmsg and recvmmsg.
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -21,6 +22,7 @@
 
 #include "base/clock.h"
 #include "net/base.h"
+#include "net/fault_socket.h"
 #include "net/os_socket.h"
 
 namespace {
@@ -36,6 +38,7 @@ struct wish {
     std::string what;
     size_t size = 0, count = 0, inflight = 1;
     bool threads = false;
+    double loss = 0;
 };
 
 [[noreturn]] void fail(const char* why) {
@@ -55,7 +58,10 @@ struct bench_node : tvrnet_base {
         options.mac = tvrnet_made_up_mac(uint64_t(getpid()) << 8 | number);
         options.threads = asked.threads;
         options.tell = false;
-        return std::make_unique<GenericOSUDPSocket>(options);
+        auto made = std::make_unique<GenericOSUDPSocket>(options);
+        if (asked.loss <= 0) return made;
+        const tvrnet_faults faults{.seed = number, .loss = asked.loss};
+        return std::make_unique<tvrnet_fault_socket>(std::move(made), faults);
     }
     static tvrnet_node_options make_options(std::vector<tvrnet_ip> peers) {
         tvrnet_node_options made;
@@ -193,6 +199,12 @@ bool read_wish(int argc, char** argv, wish& asked) {
     const auto threads = std::find(words.begin(), words.end(), "--threads");
     asked.threads = threads != words.end();
     if (asked.threads) words.erase(threads);
+    const auto loss = std::find(words.begin(), words.end(), "--loss");
+    if (loss != words.end()) {
+        if (loss + 1 == words.end()) return false;
+        asked.loss = std::atof(loss[1].c_str());
+        words.erase(loss, loss + 2);
+    }
     if (words.size() < 3) return false;
     asked.what = words[0];
     asked.size = std::strtoull(words[1].c_str(), nullptr, 10);
@@ -210,8 +222,8 @@ int main(int argc, char** argv) {
     wish asked;
     if (!read_wish(argc, argv, asked)) {
         std::fprintf(stderr,
-                     "usage: bench_net stream SIZE COUNT INFLIGHT [--threads]\n"
-                     "       bench_net rtt SIZE COUNT [--threads]\n");
+                     "usage: bench_net stream SIZE COUNT INFLIGHT [--threads] [--loss SHARE]\n"
+                     "       bench_net rtt SIZE COUNT [--threads] [--loss SHARE]\n");
         return 2;
     }
     int ends[2];

@@ -20,7 +20,7 @@
 #include <sstream>
 #include <string>
 
-#include "tavro_run.h"
+#include "program_run.h"
 
 namespace {
 
@@ -87,7 +87,7 @@ bool passes(const fs::path& tavro, const fs::path& script) {
     arguments.insert(arguments.end(), head.options.begin(), head.options.end());
     arguments.push_back(script.filename());
     arguments.insert(arguments.end(), head.args.begin(), head.args.end());
-    const outcome found = run_tavro(tavro, arguments, script.parent_path());
+    const outcome found = run_program(tavro, arguments, script.parent_path());
     bool good = same_output(text_of(fs::path(script).replace_extension(".out")), found.out);
     good = same_errors(fs::path(script).replace_extension(".err"), found.err) && good;
     if (found.status != head.status) {

@@ -1,4 +1,4 @@
-#include "tavro_run.h"
+#include "program_run.h"
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -14,18 +14,18 @@
 
 namespace {
 
-[[noreturn]] void become_tavro(const std::filesystem::path& tavro, words all,
-                               const std::filesystem::path& folder) {
+[[noreturn]] void become(const std::filesystem::path& program, words all,
+                         const std::filesystem::path& folder) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // a time-out ends the runner, and so the script
     setenv("NO_COLOR", "1", 1);
     unsetenv("TAVRO_PATH");
     std::filesystem::current_path(folder);
-    all.insert(all.begin(), "tavro");
+    all.insert(all.begin(), program.filename().string());
     std::vector<char*> argv;
     for (std::string& word : all) argv.push_back(word.data());
     argv.push_back(nullptr);
-    execv(tavro.c_str(), argv.data());
-    std::perror(tavro.c_str());
+    execv(program.c_str(), argv.data());
+    std::perror(program.c_str());
     _exit(127);
 }
 
@@ -38,17 +38,18 @@ words lines_of(const std::string& text) {
     return lines;
 }
 
-outcome run_tavro(const std::filesystem::path& tavro, const words& arguments,
-                  const std::filesystem::path& folder) {
+outcome run_program(const std::filesystem::path& program, const words& arguments,
+                    const std::filesystem::path& folder) {
     const temporary_file out, err;
     const pid_t child = fork();
     if (child == 0) {
         dup2(out.descriptor(), STDOUT_FILENO);
         dup2(err.descriptor(), STDERR_FILENO);
-        become_tavro(tavro, arguments, folder);
+        become(program, arguments, folder);
     }
     int status = -1;
-    if (child < 0 || waitpid(child, &status, 0) != child) return {-1, "", "cannot run tavro"};
+    if (child < 0 || waitpid(child, &status, 0) != child)
+        return {-1, "", "cannot run " + program.string()};
     return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), out.text(),
             err.text()};
 }

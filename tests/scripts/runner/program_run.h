@@ -1,6 +1,6 @@
 #pragma once
 
-// One run of the tavro program, and how what it said differs from what it should have. One thread.
+// One run of a program, and how what it said differs from what it should have. One thread.
 
 #include <filesystem>
 #include <string>
@@ -16,8 +16,8 @@ struct outcome {
 };
 
 // Runs it with these arguments in a folder, without colours, until it ends.
-outcome run_tavro(const std::filesystem::path& tavro, const words& arguments,
-                  const std::filesystem::path& folder);
+outcome run_program(const std::filesystem::path& program, const words& arguments,
+                    const std::filesystem::path& folder);
 
 // False, with the first difference told on standard output.
 bool same_output(const std::string& expected, const std::string& found);

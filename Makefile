@@ -32,7 +32,7 @@ test: build
 
 bench: build
 	@tools/setup bench
-	@tools/run_bench build/release
+	@bench/figures build/release
 
 soak: build
 	@build/release/bin/tavro_soak --minutes $(MINUTES)

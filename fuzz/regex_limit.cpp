@@ -26,7 +26,7 @@ public:
 // The first byte says how long the text is. The matcher's time, unlike its stack, has no bound, so
 // only short texts are tried, and patterns with few repetitions.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    constexpr size_t most_pattern = 64, most_text = 7, most_repeats = 3;
+    constexpr size_t most_pattern = 64, most_text = 7, most_repeats = 2;
     if (size == 0) return 0;
     silent_sink sink;
     tvr_local().errors = &sink;

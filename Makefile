@@ -12,7 +12,7 @@ help:
 	@echo 'make run      a script plays the example recording and writes what it hears'
 	@echo 'make build    programs in build/release/bin/'
 	@echo 'make test     every test'
-	@echo 'make bench    benchmarks, with their references beside them'
+	@echo 'make bench    every figure beside its reference, as one table'
 	@echo 'make soak     a long night of so many MINUTES ($(MINUTES)): everything at once, while much fails'
 	@echo 'make asan, make tsan    the tests under the sanitizers'
 	@echo 'make fuzz     each fuzz target for FUZZ_SECONDS ($(FUZZ_SECONDS))'
@@ -30,8 +30,9 @@ run: build
 test: build
 	@ctest --preset release
 
-bench: build
+bench:
 	@tools/setup bench
+	@$(MAKE) --no-print-directory build
 	@bench/figures build/release
 
 soak: build

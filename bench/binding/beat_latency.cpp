@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "../alone.h"
 #include "base/clock.h"
 #include "bench_stage.h"
 #include "deck/session.h"
@@ -23,28 +24,16 @@
 
 namespace {
 
-[[noreturn]] void fail(const char* why) {
-    std::fprintf(stderr, "beat_latency: %s\n", why);
-    std::_Exit(1);
-}
-
 struct beat_times {
     double sent = 0, fed = 0, frame = 0, called = 0;  // s
 };
-
-void print(const char* what, std::vector<double> s) {
-    constexpr double us_per_s = 1e6;
-    std::sort(s.begin(), s.end());
-    std::printf("%-28s median %8.1f us   p99 %8.1f us\n", what, s[s.size() / 2] * us_per_s,
-                s[s.size() * 99 / 100] * us_per_s);
-}
 
 void play_board(int fd, std::vector<beat_times>& beats) {
     for (size_t i = 0; i < beats.size(); ++i) {
         const std::string line = R"({"t":"beat","n":1,"bpm":124.0,"bb":1,"beat":)" +
                                  std::to_string(i + 1) + R"(,"cue":8,"master":true})" + "\n";
         beats[i].sent = tvr_now_s();
-        if (write(fd, line.data(), line.size()) < 0) fail("the terminal is gone");
+        if (write(fd, line.data(), line.size()) < 0) bench_fail("the terminal is gone");
         std::this_thread::sleep_for(std::chrono::microseconds(5000 + i * 7919 % 4000));
     }
 }
@@ -54,12 +43,12 @@ void play_board(int fd, std::vector<beat_times>& beats) {
 int main(int argc, char** argv) {
     const double fps = argc > 1 ? std::atof(argv[1]) : 60;
     const size_t count = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1000;
-    if (fps <= 0 || count == 0) fail("usage: beat_latency [FPS [COUNT]]");
+    if (fps <= 0 || count == 0) bench_fail("usage: beat_latency [FPS [COUNT]]");
     int board = -1, other_end = -1;
     char port[128];
     termios raw{};
     cfmakeraw(&raw);
-    if (openpty(&board, &other_end, port, &raw, nullptr) != 0) fail("no terminal");
+    if (openpty(&board, &other_end, port, &raw, nullptr) != 0) bench_fail("no terminal");
 
     std::vector<beat_times> beats(count);
     double frame_start = 0;
@@ -101,10 +90,10 @@ int main(int argc, char** argv) {
         ours.push_back(b.fed - b.sent + b.called - b.frame);
     }
     std::printf("%zu beats at %.0f frames a second\n", count, fps);
-    print("byte to callback", total);
-    print("byte to state", transport);
-    print("frame's start to callback", script);
-    print("ours", ours);
+    bench_tell("byte to callback", total);
+    bench_tell("byte to state", transport);
+    bench_tell("frame's start to callback", script);
+    bench_tell("ours", ours);
     tvr_lock hold(session->mutex);
     session->line_tap = nullptr;
 }

@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "../alone.h"
 #include "base/clock.h"
 
 namespace {
@@ -27,11 +28,6 @@ namespace {
 constexpr size_t at_once = 64;
 constexpr size_t largest = 65000;
 constexpr int over_after_ms = 500;
-
-[[noreturn]] void fail(const char* why) {
-    std::fprintf(stderr, "bare_sockets: %s\n", why);
-    std::_Exit(1);
-}
 
 // One memory for all messages of a call: the bytes do not matter.
 struct batch {
@@ -58,7 +54,8 @@ int bound_socket(sockaddr_in& where) {
     where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof where;
     auto* address = reinterpret_cast<sockaddr*>(&where);
-    if (bind(made, address, size) != 0 || getsockname(made, address, &size) != 0) fail("no port");
+    if (bind(made, address, size) != 0 || getsockname(made, address, &size) != 0)
+        bench_fail("no port");
     return made;
 }
 
@@ -66,12 +63,12 @@ int bound_socket(sockaddr_in& where) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     sockaddr_in own;
     const int from = bound_socket(own);
-    if (connect(from, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) fail("no way");
+    if (connect(from, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) bench_fail("no way");
     batch out(size);
     for (size_t sent = 0; sent < count;) {
         const int done =
             sendmmsg(from, out.messages.data(), unsigned(std::min(at_once, count - sent)), 0);
-        if (done < 0) fail("cannot send");
+        if (done < 0) bench_fail("cannot send");
         sent += size_t(done);
     }
     std::_Exit(0);
@@ -82,11 +79,11 @@ int bound_socket(sockaddr_in& where) {
 int main(int argc, char** argv) {
     const size_t size = argc == 3 ? std::strtoull(argv[1], nullptr, 10) : 0;
     const size_t count = argc == 3 ? std::strtoull(argv[2], nullptr, 10) : 0;
-    if (size == 0 || size > largest || count == 0) fail("usage: bare_sockets SIZE COUNT");
+    if (size == 0 || size > largest || count == 0) bench_fail("usage: bare_sockets SIZE COUNT");
     sockaddr_in here;
     const int into = bound_socket(here);
     const pid_t child = fork();
-    if (child < 0) fail("no process");
+    if (child < 0) bench_fail("no process");
     if (child == 0) send_all(here, size, count);
     batch in(size);
     size_t heard = 0;
@@ -100,7 +97,7 @@ int main(int argc, char** argv) {
         heard += size_t(got);
     }
     waitpid(child, nullptr, 0);
-    if (heard < 2 || last <= first) fail("nothing arrived");
+    if (heard < 2 || last <= first) bench_fail("nothing arrived");
     const double a_second = double(heard) / (last - first);
     std::printf("bare %zu %.0f msg/s %.1f MB/s\n", size, a_second, a_second * double(size) / 1e6);
 }

@@ -20,7 +20,9 @@
 #include <string>
 #include <vector>
 
+#include "../alone.h"
 #include "base/clock.h"
+#include "base/join.h"
 #include "net/base.h"
 #include "net/fault_socket.h"
 #include "net/os_socket.h"
@@ -41,16 +43,11 @@ struct wish {
     double loss = 0;
 };
 
-[[noreturn]] void fail(const char* why) {
-    std::fprintf(stderr, "bench_net: %s\n", why);
-    std::_Exit(1);
-}
-
 // A node on any free port of this machine.
 struct bench_node : tvrnet_base {
     bench_node(const wish& asked, uint64_t number, std::vector<tvrnet_ip> peers)
         : tvrnet_base(make_socket(asked, number), make_options(std::move(peers))) {
-        if (!udp->init() || !udp->bind(0)) fail("no port");
+        if (!udp->init() || !udp->bind(0)) bench_fail("no port");
     }
 
     static std::unique_ptr<GenericUDPSocket> make_socket(const wish& asked, uint64_t number) {
@@ -97,7 +94,7 @@ uint8_t byte_at(size_t i) {
                 size == asked.size &&
                 (size == 0 || (data[0] == byte_at(0) && data[size / 2] == byte_at(size / 2) &&
                                data[size - 1] == byte_at(size - 1)));
-            if (!good) fail("a command arrived damaged");
+            if (!good) bench_fail("a command arrived damaged");
             heard++;
         });
     node.add_request("echo", [](const tvrnet_request& request, tvrnet_answer& out) {
@@ -110,7 +107,7 @@ uint8_t byte_at(size_t i) {
         return true;
     });
     const uint16_t port = node.udp->local_adr().ip.port;
-    if (write(tell_fd, &port, sizeof port) != sizeof port) fail("no pipe");
+    if (write(tell_fd, &port, sizeof port) != sizeof port) bench_fail("no pipe");
     for (;;) node.turn();
 }
 
@@ -122,7 +119,7 @@ struct talker {
             node.turn();
             const auto all = node.connected_devices();
             device = all.empty() ? nullptr : all.front();
-            if (tvr_now_s() - begun > give_up_s) fail("the nodes do not meet");
+            if (tvr_now_s() - begun > give_up_s) bench_fail("the nodes do not meet");
         }
     }
 
@@ -131,7 +128,7 @@ struct talker {
         bool done = false;
         std::vector<uint8_t> answer;
         const auto take = [&](const uint8_t* bytes, size_t size, tvrnet_pkt_dataformat, bool good) {
-            if (!good) fail("no answer");
+            if (!good) bench_fail("no answer");
             answer.assign(bytes, bytes + size);
             done = true;
         };
@@ -160,7 +157,7 @@ void run_stream(const wish& asked, talker& me) {
         while (sent < asked.count && me.device->commands_on_their_way() < asked.inflight) {
             if (me.device->send_reliable("line", data.data(), data.size(), buffer_format, false,
                                          0) == tvrnet_no_ticket) {
-                fail("the connection is lost");
+                bench_fail("the connection is lost");
             }
             sent++;
         }
@@ -171,27 +168,20 @@ void run_stream(const wish& asked, talker& me) {
     uint64_t heard = 0;
     const std::vector<uint8_t> answer = me.ask("heard", {});
     if (answer.size() == sizeof heard) std::memcpy(&heard, answer.data(), sizeof heard);
-    if (heard != asked.count) fail("not every command arrived exactly once");
+    if (heard != asked.count) bench_fail("not every command arrived exactly once");
     std::printf("stream %zu %.0f msg/s %.1f MB/s\n", asked.size, double(asked.count) / passed,
                 double(asked.count) * double(asked.size) / passed / 1e6);
 }
 
 void run_rtt(const wish& asked, talker& me) {
     const std::vector<uint8_t> data = payload(asked.size);
-    std::vector<double> us;
-    double sum = 0;
+    std::vector<double> times;  // s
     for (size_t i = 0; i < asked.count; i++) {
         const double begun = tvr_now_s();
-        if (me.ask("echo", data) != data) fail("an answer arrived damaged");
-        us.push_back((tvr_now_s() - begun) * 1e6);
-        sum += us.back();
+        if (me.ask("echo", data) != data) bench_fail("an answer arrived damaged");
+        times.push_back(tvr_now_s() - begun);
     }
-    std::sort(us.begin(), us.end());
-    const auto at = [&](double share) {
-        return us[std::min(us.size() - 1, size_t(share * double(us.size())))];
-    };
-    std::printf("rtt %zu median %.1f us p90 %.1f us p99 %.1f us max %.1f us mean %.1f us\n",
-                asked.size, at(0.5), at(0.9), at(0.99), us.back(), sum / double(us.size()));
+    bench_tell(tvr_join("rtt ", asked.size).c_str(), times);
 }
 
 bool read_wish(int argc, char** argv, wish& asked) {
@@ -227,13 +217,13 @@ int main(int argc, char** argv) {
         return 2;
     }
     int ends[2];
-    if (pipe(ends) != 0) fail("no pipe");
+    if (pipe(ends) != 0) bench_fail("no pipe");
     const pid_t child = fork();
-    if (child < 0) fail("no process");
+    if (child < 0) bench_fail("no process");
     if (child == 0) run_listener(asked, ends[1]);
     close(ends[1]);
     uint16_t port = 0;
-    if (read(ends[0], &port, sizeof port) != sizeof port) fail("the listener did not start");
+    if (read(ends[0], &port, sizeof port) != sizeof port) bench_fail("the listener did not start");
     {
         talker me(asked, port);
         if (asked.what == "rtt")

@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +17,9 @@
 #include <string>
 #include <vector>
 
+#include "../alone.h"
 #include "base/clock.h"
+#include "base/join.h"
 
 namespace {
 
@@ -26,11 +27,6 @@ constexpr double give_up_s = 120;
 
 double loss = 0;        // share of the datagrams
 size_t on_the_way = 0;  // packets not yet acknowledged
-
-[[noreturn]] void fail(const char* why) {
-    std::fprintf(stderr, "enet_twin: %s\n", why);
-    std::_Exit(1);
-}
 
 // Called for each datagram that came in; 1 throws it away.
 int lose_some(ENetHost*, ENetEvent*) {
@@ -40,7 +36,7 @@ int lose_some(ENetHost*, ENetEvent*) {
 
 ENetHost* make_host(const ENetAddress* where) {
     ENetHost* host = enet_host_create(where, 1, 1, 0, 0);
-    if (host == nullptr) fail("no port");
+    if (host == nullptr) bench_fail("no port");
     host->intercept = lose_some;
     return host;
 }
@@ -49,7 +45,7 @@ void send(ENetPeer* to, const std::vector<char>& data) {
     ENetPacket* packet = enet_packet_create(data.data(), data.size(), ENET_PACKET_FLAG_RELIABLE);
     packet->freeCallback = [](ENetPacket*) { on_the_way--; };  // when all of it is acknowledged
     on_the_way++;
-    if (enet_peer_send(to, 0, packet) != 0) fail("cannot send");
+    if (enet_peer_send(to, 0, packet) != 0) bench_fail("cannot send");
 }
 
 // Gives back what it hears if `echo`.
@@ -58,7 +54,7 @@ void send(ENetPeer* to, const std::vector<char>& data) {
     ENetAddress any{};
     enet_address_set_host_ip(&any, "127.0.0.1");
     ENetHost* host = make_host(&any);
-    if (write(tell_fd, &host->address.port, sizeof host->address.port) < 0) fail("no pipe");
+    if (write(tell_fd, &host->address.port, sizeof host->address.port) < 0) bench_fail("no pipe");
     ENetEvent event;
     while (enet_host_service(host, &event, 1000) >= 0) {
         if (event.type != ENET_EVENT_TYPE_RECEIVE) continue;
@@ -69,14 +65,14 @@ void send(ENetPeer* to, const std::vector<char>& data) {
         }
         enet_packet_destroy(event.packet);
     }
-    fail("the listener's socket failed");
+    bench_fail("the listener's socket failed");
 }
 
 // What came, if it did within the time.
 bool service(ENetHost* host, int wait_ms) {
     ENetEvent event;
-    if (enet_host_service(host, &event, uint32_t(wait_ms)) < 0) fail("the socket failed");
-    if (event.type == ENET_EVENT_TYPE_DISCONNECT) fail("the connection is lost");
+    if (enet_host_service(host, &event, uint32_t(wait_ms)) < 0) bench_fail("the socket failed");
+    if (event.type == ENET_EVENT_TYPE_DISCONNECT) bench_fail("the connection is lost");
     if (event.type == ENET_EVENT_TYPE_RECEIVE) enet_packet_destroy(event.packet);
     return event.type == ENET_EVENT_TYPE_RECEIVE;
 }
@@ -87,7 +83,7 @@ void run_stream(ENetHost* host, ENetPeer* peer, size_t size, size_t count, size_
     for (size_t sent = 0; sent < count || on_the_way > 0;) {
         for (; sent < count && on_the_way < inflight; sent++) send(peer, data);
         service(host, 1);
-        if (tvr_now_s() - begun > give_up_s) fail("it takes too long");
+        if (tvr_now_s() - begun > give_up_s) bench_fail("it takes too long");
     }
     const double passed = tvr_now_s() - begun;
     std::printf("stream %zu %.0f msg/s %.1f MB/s\n", size, double(count) / passed,
@@ -95,18 +91,16 @@ void run_stream(ENetHost* host, ENetPeer* peer, size_t size, size_t count, size_
 }
 
 void run_rtt(ENetHost* host, ENetPeer* peer, size_t size, size_t count) {
-    std::vector<double> us;
+    std::vector<double> times;  // s
     const double first = tvr_now_s();
-    while (us.size() < count && tvr_now_s() - first < give_up_s) {
+    while (times.size() < count && tvr_now_s() - first < give_up_s) {
         const double begun = tvr_now_s();
         send(peer, std::vector<char>(size, 'x'));
         while (!service(host, 1)) {
         }
-        us.push_back((tvr_now_s() - begun) * 1e6);
+        times.push_back(tvr_now_s() - begun);
     }
-    std::sort(us.begin(), us.end());
-    std::printf("rtt %zu median %.1f us p99 %.1f us max %.1f us\n", size, us[us.size() / 2],
-                us[us.size() * 99 / 100], us.back());
+    bench_tell(tvr_join("rtt ", size).c_str(), times);
 }
 
 }  // namespace
@@ -119,22 +113,23 @@ int main(int argc, char** argv) {
     }
     const bool rtt = words.size() == 3 && words[0] == "rtt";
     if (!rtt && !(words.size() == 4 && words[0] == "stream")) {
-        fail("usage: enet_twin stream SIZE COUNT INFLIGHT | rtt SIZE COUNT, and --loss SHARE");
+        bench_fail(
+            "usage: enet_twin stream SIZE COUNT INFLIGHT | rtt SIZE COUNT, and --loss SHARE");
     }
     const size_t size = std::strtoull(words[1].c_str(), nullptr, 10);
     const size_t count = std::strtoull(words[2].c_str(), nullptr, 10);
     int ends[2];
-    if (enet_initialize() != 0 || pipe(ends) != 0 || count == 0) fail("cannot begin");
+    if (enet_initialize() != 0 || pipe(ends) != 0 || count == 0) bench_fail("cannot begin");
     const pid_t child = fork();
     if (child == 0) run_listener(ends[1], rtt);
     ENetAddress there{};
     enet_address_set_host_ip(&there, "127.0.0.1");
-    if (child < 0 || read(ends[0], &there.port, sizeof there.port) <= 0) fail("no listener");
+    if (child < 0 || read(ends[0], &there.port, sizeof there.port) <= 0) bench_fail("no listener");
     ENetHost* host = make_host(nullptr);
     ENetPeer* peer = enet_host_connect(host, &there, 1, 0);
     ENetEvent event;
     while (peer->state != ENET_PEER_STATE_CONNECTED) {
-        if (enet_host_service(host, &event, 1000) < 0) fail("they do not meet");
+        if (enet_host_service(host, &event, 1000) < 0) bench_fail("they do not meet");
     }
     if (rtt)
         run_rtt(host, peer, size, count);

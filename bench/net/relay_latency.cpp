@@ -11,7 +11,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,7 +18,9 @@
 #include <thread>
 #include <vector>
 
+#include "../alone.h"
 #include "base/clock.h"
+#include "base/join.h"
 #include "deck/session.h"
 #include "net/base.h"
 #include "net/os_socket.h"
@@ -29,11 +30,6 @@ namespace {
 
 constexpr double give_up_s = 60;
 constexpr double ms_per_s = 1000.0;
-
-[[noreturn]] void fail(const char* why) {
-    std::fprintf(stderr, "relay_latency: %s\n", why);
-    std::_Exit(1);
-}
 
 // Sends its lines to whichever endpoint it meets on this machine.
 [[noreturn]] void be_relay(size_t count, double* sent_at) {
@@ -48,7 +44,7 @@ constexpr double ms_per_s = 1000.0;
         options.peers.push_back({{127, 0, 0, 1}, uint16_t(deckbus::net::first_port + n)});
     }
     tvrnet_base node(std::make_unique<GenericOSUDPSocket>(socket), options);
-    if (!node.udp->init() || !node.udp->bind(0)) fail("no port");
+    if (!node.udp->init() || !node.udp->bind(0)) bench_fail("no port");
     double due = 0;
     for (size_t next = 0;;) {
         const double now = tvr_now_s();
@@ -66,40 +62,37 @@ constexpr double ms_per_s = 1000.0;
     }
 }
 
-std::vector<double> latencies_us(deckbus::session& session, deckbus::event_queue& queue,
-                                 size_t count, const double* sent_at) {
-    std::vector<double> us;
+std::vector<double> latencies_s(deckbus::session& session, deckbus::event_queue& queue,
+                                size_t count, const double* sent_at) {
+    std::vector<double> times;
     const double begun = tvr_now_s();
-    while (us.size() < count) {
-        if (tvr_now_s() - begun > give_up_s) fail("lines are missing");
+    while (times.size() < count) {
+        if (tvr_now_s() - begun > give_up_s) bench_fail("lines are missing");
         for (const deckbus::event& e : session.take(queue)) {
             if (e.kind != "beat") continue;
-            us.push_back((e.t - sent_at[e.data.at("beat").get<size_t>()]) * 1e6);
+            times.push_back(e.t - sent_at[e.data.at("beat").get<size_t>()]);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    std::sort(us.begin(), us.end());
-    return us;
+    return times;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
     const size_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 5000;
-    if (count == 0) fail("how many lines?");
+    if (count == 0) bench_fail("how many lines?");
     void* shared = mmap(nullptr, count * sizeof(double), PROT_READ | PROT_WRITE,
                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (shared == MAP_FAILED) fail("no memory");
+    if (shared == MAP_FAILED) bench_fail("no memory");
     auto* sent_at = static_cast<double*>(shared);
     const pid_t child = fork();
-    if (child < 0) fail("no process");
+    if (child < 0) bench_fail("no process");
     if (child == 0) be_relay(count, sent_at);
     const auto session = deckbus::session::open_network();
     const auto queue = session->attach();
     deckbus::net::start(false);
-    const std::vector<double> us = latencies_us(*session, *queue, count, sent_at);
-    std::printf("line %zu median %.1f us p90 %.1f us p99 %.1f us max %.1f us\n", count,
-                us[count / 2], us[count * 9 / 10], us[count * 99 / 100], us.back());
+    bench_tell(tvr_join("line ", count).c_str(), latencies_s(*session, *queue, count, sent_at));
     std::fflush(stdout);
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);

@@ -1,13 +1,11 @@
 // The program as a person meets it: usage, pipes, and a terminal that is always put back.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 
+#include "../support/tavro_process.h"
 #include "small_set.h"
-#include "tavro_process.h"
 #include "track/json.h"
 
 namespace {
@@ -17,7 +15,6 @@ using host::test::in_pipe;
 using host::test::on_terminal;
 using host::test::outcome;
 using host::test::run;
-using host::test::slurp;
 using host::test::words;
 
 // Runs the recording for ever into a pipe, and has read up to its first beat.
@@ -82,8 +79,8 @@ TEST(program, json_is_a_snapshot_a_line) {
 TEST(program, an_interrupt_in_a_pipe_still_gives_the_summary) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    kill(tavro.child, SIGINT);
-    const std::string rest = slurp(tavro.reader);
+    tavro.child.signal(SIGINT);
+    const std::string rest = tavro.output.rest();
     EXPECT_EQ(tavro.ends(), 0);
     EXPECT_NE(rest.find("Tracks: 1\n"), std::string::npos);
 }
@@ -91,20 +88,17 @@ TEST(program, an_interrupt_in_a_pipe_still_gives_the_summary) {
 TEST(program, a_reader_that_leaves_ends_it_quietly) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    close(tavro.reader);
-    tavro.reader = -1;
+    tavro.output.close();
     EXPECT_EQ(tavro.ends(), 0);
 }
 
 TEST(program, can_be_stopped_and_continued_in_a_pipe) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    kill(tavro.child, SIGTSTP);
-    int status = 0;
-    ASSERT_EQ(waitpid(tavro.child, &status, WUNTRACED), tavro.child);
-    EXPECT_TRUE(WIFSTOPPED(status));
-    kill(tavro.child, SIGCONT);
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTSTP);
+    ASSERT_TRUE(tavro.child.is_stopped());
+    tavro.child.signal(SIGCONT);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }
 
@@ -131,7 +125,7 @@ TEST(terminal, is_put_back_on_every_way_out) {
         on_terminal tavro({"monitor", file.path});
         ASSERT_TRUE(tavro.reads("PLAYER"));
         EXPECT_FALSE(tavro.settings_restored()) << "keys are read one by one";
-        if (r.signal != 0) kill(tavro.child, r.signal);
+        if (r.signal != 0) tavro.child.signal(r.signal);
         if (*r.keys != '\0') tavro.types(r.keys);
         EXPECT_TRUE(tavro.reads(restored));
         const int status = tavro.ends();
@@ -151,11 +145,9 @@ TEST(terminal, is_put_back_while_the_program_is_stopped) {
     ASSERT_TRUE(tavro.reads("PLAYER"));
     tavro.types("\x1a");
     EXPECT_TRUE(tavro.reads(restored));
-    int status = 0;
-    ASSERT_EQ(waitpid(tavro.child, &status, WUNTRACED), tavro.child);
-    EXPECT_TRUE(WIFSTOPPED(status));
+    ASSERT_TRUE(tavro.child.is_stopped());
     EXPECT_TRUE(tavro.settings_restored());
-    kill(tavro.child, SIGCONT);
+    tavro.child.signal(SIGCONT);
     EXPECT_TRUE(tavro.reads("\x1b[?1049h")) << "it takes the screen again";
     EXPECT_TRUE(tavro.reads("PLAYER")) << "and draws everything anew";
     tavro.types("q");
@@ -179,7 +171,7 @@ TEST(terminal, obeys_no_color) {
         ASSERT_TRUE(tavro.reads("PLAYER"));
         tavro.types("\x0cq");  // one more whole picture
         EXPECT_TRUE(tavro.reads(restored));
-        EXPECT_EQ(tavro.ever_read("\x1b[38;5;"), colors);
+        EXPECT_EQ(tavro.output.text().find("\x1b[38;5;") != std::string::npos, colors);
         EXPECT_EQ(tavro.ends(), 0);
     }
 }
@@ -190,7 +182,7 @@ TEST(terminal, a_terminal_that_takes_nothing_does_not_hold_it) {
     ASSERT_TRUE(tavro.reads("PLAYER"));
     // Nobody reads any more: pictures wait, and the signal is obeyed all the same.
     for (int i = 0; i < 20; ++i) tavro.resize(static_cast<unsigned short>(200 + i), 60);
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }
 

@@ -4,10 +4,9 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
-#include "tavro_process.h"
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
 
 namespace {
 
@@ -91,19 +90,9 @@ TEST(repl, a_session_survives_errors) {
 }
 
 // A folder for the history, in the environment of all that this test starts.
-class state_folder {
-public:
-    state_folder() : path(testing::TempDir() + "tavro_state_" + std::to_string(getpid())) {
-        setenv("XDG_STATE_HOME", path.c_str(), 1);
-    }
-    ~state_folder() {
-        unsetenv("XDG_STATE_HOME");
-        std::filesystem::remove_all(path);
-    }
-    state_folder(const state_folder&) = delete;
-    state_folder& operator=(const state_folder&) = delete;
-
-    const std::string path;
+struct state_folder : test_support::scratch {
+    state_folder() { setenv("XDG_STATE_HOME", path("").c_str(), 1); }
+    ~state_folder() { unsetenv("XDG_STATE_HOME"); }
 };
 
 TEST(repl, edits_lines_on_a_terminal) {
@@ -151,7 +140,7 @@ TEST(repl, an_interrupt_gives_up_what_runs_or_is_typed) {
     ASSERT_TRUE(tavro.prompts());
     tavro.types("x * 100\n");
     EXPECT_TRUE(tavro.reads("200"));
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
     EXPECT_TRUE(tavro.settings_restored());
 }

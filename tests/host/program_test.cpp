@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "../support/scratch.h"
 #include "../support/tavro_process.h"
 #include "small_set.h"
 #include "track/json.h"
@@ -15,6 +16,7 @@ using host::test::in_pipe;
 using host::test::on_terminal;
 using host::test::outcome;
 using host::test::run;
+using host::test::run_redirected;
 using host::test::words;
 
 // Runs the recording for ever into a pipe, and has read up to its first beat.
@@ -38,6 +40,7 @@ TEST(program, wrong_usage_is_told_in_one_line) {
         {"unknown option", {"monitor", file.path, "--fast"}, 2},
         {"speed of nothing", {"monitor", file.path, "--speed", "0"}, 2},
         {"no number", {"monitor", file.path, "--for", "ever"}, 2},
+        {"a folder as source", {"kernel", "/"}, 1},
         {"missing recording", {"monitor", "no_such.jsonl"}, 1},
         {"unwritable picture", {"monitor", file.path, "--once", "--png", "/nonexistent/a.png"}, 1},
     };
@@ -49,6 +52,51 @@ TEST(program, wrong_usage_is_told_in_one_line) {
         EXPECT_EQ(o.err.find('\n'), o.err.size() - 1) << o.err;
     }
     EXPECT_EQ(run({"monitor", "--help"}).status, 0);
+    EXPECT_EQ(run({"moniter"}).err,
+              "tavro: moniter is no command; tavro --help tells which there are\n");
+}
+
+// A closed place is not taken by what the program opens: it would wait for its own signals there,
+// or write into its own files.
+TEST(program, every_command_tells_that_nobody_takes_its_output) {
+    const small_set file;
+    const test_support::scratch folder;
+    const std::string script = folder.add("one.tvio", "std.print(1);");
+    const std::string kernels = folder.add("one.kernel", "kernel void k(u8* p) { p[gid] = 1; }");
+    const words commands[] = {
+        {"--help"},
+        {"--version"},
+        {"run", script},
+        {"eval", "std.print(1);"},
+        {"check", "--ast", script},
+        {"disasm", script},
+        {"docs"},
+        {"kernel", kernels},
+        {"kernel", "--c", kernels},
+        {"repl"},
+        {"monitor", "--once", file.path},
+        {"monitor", "--once", "--json", file.path},
+        {"texture", EXAMPLE_RECORDING, "-o", folder.path("texture.png")},
+    };
+    for (const words& command : commands) {
+        for (const char* redirection : {">&-", ">/dev/full"}) {
+            SCOPED_TRACE(testing::PrintToString(command) + redirection);
+            const outcome o = run_redirected(redirection, command, "1 + 1\n");
+            EXPECT_EQ(o.status, 1);
+            EXPECT_NE(o.err.find("Cannot write to standard output"), std::string::npos) << o.err;
+        }
+    }
+}
+
+TEST(program, input_that_cannot_be_read_is_no_empty_input) {
+    for (const char* redirection : {"<&-", "</"}) {
+        for (const char* command : {"run", "check", "disasm", "kernel"}) {
+            SCOPED_TRACE(std::string(command) + redirection);
+            const outcome o = run_redirected(redirection, {command, "-"});
+            EXPECT_EQ(o.status, 1);
+            EXPECT_NE(o.err.find("Cannot read "), std::string::npos) << o.err;
+        }
+    }
 }
 
 TEST(program, in_a_pipe_it_prints_events_and_a_summary) {

@@ -89,6 +89,10 @@ TEST(repl, a_session_survives_errors) {
     EXPECT_EQ(o.status, 3);
 }
 
+TEST(repl, ends_when_nobody_takes_its_answers) {
+    EXPECT_EQ(run_redirected(">/dev/full", {"repl"}, "for (true) { std.print(1); }\n").status, 1);
+}
+
 // A folder for the history, in the environment of all that this test starts.
 struct state_folder : test_support::scratch {
     state_folder() { setenv("XDG_STATE_HOME", path("").c_str(), 1); }

@@ -25,6 +25,13 @@ outcome run(const words& arguments, const std::string& input) {
     return test_support::run_program(TAVRO_PROGRAM, arguments, {}, input);
 }
 
+outcome run_redirected(const std::string& redirection, const words& arguments,
+                       const std::string& input) {
+    words all{"-c", "exec \"$0\" \"$@\" " + redirection, TAVRO_PROGRAM};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return test_support::run_program("/bin/sh", all, {}, input);
+}
+
 in_pipe::in_pipe(const words& arguments, const std::string& wanted)
     : piped_process(TAVRO_PROGRAM, arguments, STDOUT_FILENO) {
     output.reads(wanted);

@@ -18,6 +18,10 @@ using test_support::words;
 // Runs it with its output in files until it ends. It reads `input`.
 outcome run(const words& arguments, const std::string& input = {});
 
+// Runs it as `run` does, but with this redirection of the shell, such as ">&-".
+outcome run_redirected(const std::string& redirection, const words& arguments,
+                       const std::string& input = {});
+
 // The program with its output in a pipe, while it runs.
 struct in_pipe : test_support::piped_process {
     // Until `wanted` has come.

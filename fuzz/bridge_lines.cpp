@@ -2,18 +2,14 @@
 // the next good line is understood.
 
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
 #include "deck/state.h"
+#include "require.h"
 
 using namespace deckbus;
 
 namespace {
-
-void require(bool held) {
-    if (!held) std::abort();
-}
 
 void check_bounds(const state& s) {
     require(s.events.size() <= max_events && s.audio.size() <= state::max_audio);

@@ -1,4 +1,4 @@
-// Recordings: any file gives lines in order or nothing, and replays without harm.
+// Recordings: any file gives whole lines or nothing, and they replay without harm.
 
 #include <cstdlib>
 #include <sstream>

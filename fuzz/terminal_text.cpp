@@ -1,4 +1,6 @@
-// Text from strangers on its way to a terminal, and the bytes of keys on their way back.
+// Text from strangers on its way to a terminal: only glyphs come through, never more than there is
+// room for, and a picture that has not changed costs nothing. The bytes of keys on their way back:
+// it does not matter how they are cut into pieces.
 
 #include <cstdlib>
 #include <string_view>
@@ -12,7 +14,6 @@ using namespace monitor;
 
 namespace {
 
-// Nothing but glyphs may come through, and never more of them than there is room for.
 void check_text(std::string_view text) {
     std::string_view rest = text;
     const std::string safe = safe_text(text);

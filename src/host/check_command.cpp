@@ -17,8 +17,7 @@ bool print_tree(std::string text, const std::string& name, script_log& log) {
     const auto tree = lexer.load_source(std::move(text), name);
     if (tree == nullptr) return false;
     log.on_cout(tree->print());
-    log.flush();
-    return true;
+    return log.flush();
 }
 
 // Each file in an interpreter of its own, so that one file's packages do not help the next.
@@ -38,12 +37,8 @@ bool check_file(const check_options& asked, const std::string& path, script_log&
 
 int check(const check_options& asked) {
     tvr_local().set_thread_name("main");
-    script_log log(asked.options.verbose ? script_log::words::all : script_log::words::usual);
+    script_log log(asked.options);
     bool good = true;
-    log.on_output_lost = [&](const std::string& reason) {
-        if (!reason.empty()) log.on_error("Cannot write to standard output: " + reason);
-        good = false;
-    };
     for (const std::string& file : asked.files) good = check_file(asked, file, log) && good;
     return good ? exit_ok : exit_failed;
 }

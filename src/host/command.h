@@ -11,6 +11,7 @@
 //   interrupter.h     signals and the end of the time
 
 #include <functional>
+#include <string>
 
 namespace CLI {  // NOLINT(readability-identifier-naming): the parser is called so
 class App;
@@ -22,6 +23,9 @@ namespace host {
 inline constexpr int exit_ok = 0;
 inline constexpr int exit_failed = 1;
 inline constexpr int exit_usage = 2;
+
+// Tells a person in one line why a command cannot go on. exit_failed.
+int fail(const std::string& why);
 
 using command_run = std::function<int()>;  // the exit status
 

@@ -22,7 +22,7 @@ struct disasm_request {
 
 int disassemble(const disasm_request& asked) {
     tvr_local().set_thread_name("main");
-    script_log log(asked.options.verbose ? script_log::words::all : script_log::words::usual);
+    script_log log(asked.options);
     std::string text;
     if (!read_script(asked.file, text)) return exit_failed;
     tvrscript script;
@@ -38,8 +38,7 @@ int disassemble(const disasm_request& asked) {
             log.on_cout(kernel.program->disassemble());
         }
     }
-    log.flush();
-    return exit_ok;
+    return log.flush() ? exit_ok : exit_failed;
 }
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -18,6 +20,12 @@ int say_usage(std::string message) {
     std::replace(message.begin(), message.end(), '\n', ' ');
     std::fprintf(stderr, "tavro: %s\n", message.c_str());
     return exit_usage;
+}
+
+std::string no_command(int argc, const char* const* argv) {
+    const std::string hint = "; tavro --help tells which there are";
+    if (argc < 2) return "A command is missing" + hint;
+    return std::string(argv[1]) + " is no command" + hint;
 }
 
 int parse_and_run(int argc, const char* const* argv) {
@@ -39,19 +47,31 @@ int parse_and_run(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& wrong) {
         if (wrong.get_exit_code() == 0) return app.exit(wrong);  // help or version was asked for
-        return say_usage(wrong.what());
+        return say_usage(app.get_subcommands().empty() ? no_command(argc, argv) : wrong.what());
     }
     return chosen();
 }
 
+// What was printed by way of the C library may wait in its buffer still, and its reader be gone.
+int finish_output(int status) {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+    const std::string reason = errno == 0 ? "" : std::string(": ") + std::strerror(errno);
+    return fail("Cannot write to standard output" + reason);
+}
+
 }  // namespace
+
+int fail(const std::string& why) {
+    std::fprintf(stderr, "tavro: %s\n", why.c_str());
+    return exit_failed;
+}
 
 int dispatch(int argc, const char* const* argv) {
     try {
-        return parse_and_run(argc, argv);
+        return finish_output(parse_and_run(argc, argv));
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "tavro: %s\n", failure.what());
-        return exit_failed;
+        return fail(failure.what());
     }
 }
 

@@ -25,14 +25,14 @@ std::string find_docs(tvrscript& script, const std::string& path) {
     std::string record = script.root_namespace.find_docs(path);
     if (!record.empty()) return record;
     const std::string package = path.substr(0, path.find('.'));
-    if (script.root_namespace.find_child(package) != nullptr) return {};
+    if (package.empty() || script.root_namespace.find_child(package) != nullptr) return {};
     if (!tvr_global().import_external_module(script, package)) return {};
     return script.root_namespace.find_docs(path);
 }
 
 int print_docs(const docs_request& asked) {
     tvr_local().set_thread_name("main");
-    script_log log(asked.options.verbose ? script_log::words::all : script_log::words::usual);
+    script_log log(asked.options);
     tvrscript script;
     tvrscript_config_default config = config_of(asked.options, "docs");
     config.log = &log;
@@ -43,8 +43,7 @@ int print_docs(const docs_request& asked) {
         return exit_failed;
     }
     log.on_cout(docs_text(asked.path, nlohmann::ordered_json::parse(record)));
-    log.flush();
-    return exit_ok;
+    return log.flush() ? exit_ok : exit_failed;
 }
 
 }  // namespace

@@ -2,29 +2,17 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <fstream>
-#include <iostream>
-#include <iterator>
 #include <memory>
 
 #include "base/join.h"
 #include "host/command.h"
+#include "host/script_options.h"
 #include "kernel/aot.h"
 #include "kernel/compile.h"
 
 namespace host {
 
 namespace {
-
-bool read_source(const std::string& path, std::string& text) {
-    if (path == "-") {
-        text.assign(std::istreambuf_iterator<char>(std::cin), {});
-        return true;
-    }
-    std::ifstream file(path, std::ios::binary);
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    return file.good() || file.eof();
-}
 
 std::string source_line(const std::string& text, uint32_t line) {
     size_t begin = 0;
@@ -69,10 +57,7 @@ std::string describe(const tvrk_unit& unit, const kernel_options& asked) {
 
 int show_kernels(const kernel_options& asked) {
     std::string text;
-    if (!read_source(asked.file, text)) {
-        std::fprintf(stderr, "tavro: cannot read %s\n", asked.file.c_str());
-        return exit_failed;
-    }
+    if (!read_input(asked.file, text)) return fail("Cannot read " + asked.file);
     const std::string file = asked.file == "-" ? "<kernel>" : asked.file;
     tvrk_compile_error error;
     const auto unit = tvrk_compile(text, file, error);
@@ -81,9 +66,8 @@ int show_kernels(const kernel_options& asked) {
         return exit_failed;
     }
     const std::string printed = describe(*unit, asked);
-    if (std::fwrite(printed.data(), 1, printed.size(), stdout) == printed.size()) return exit_ok;
-    std::fprintf(stderr, "tavro: cannot write to standard output\n");
-    return exit_failed;
+    std::fwrite(printed.data(), 1, printed.size(), stdout);
+    return exit_ok;
 }
 
 void add_kernel(CLI::App& app, command_run& chosen) {

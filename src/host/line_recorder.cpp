@@ -65,8 +65,8 @@ uint64_t line_recorder::lost() const {
 }
 
 bool line_recorder::create(const std::string& path, std::string& error) {
-    name = path;
     const bool to_output = path == "-";
+    name = to_output ? "to standard output" : path;
     const int fd = to_output ? dup(STDOUT_FILENO)
                              : open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd >= 0) file.reset(fdopen(fd, "w"));

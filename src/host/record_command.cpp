@@ -70,11 +70,6 @@ private:
     std::string told;  // of the connection
 };
 
-int fail(const std::string& why) {
-    std::fprintf(stderr, "tavro: %s\n", why.c_str());
-    return exit_failed;
-}
-
 int run(const record_request& asked) {
     const monitor::signal_watch signals;  // first: the session's thread inherits them blocked
     std::string error;

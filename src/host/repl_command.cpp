@@ -44,6 +44,7 @@ private:
     void run_input(std::string input);
     int go_on();
     interrupter::answer interrupt(int signal);
+    void lose_output();
     bool take_interruption() const;
     void clear_line();
 
@@ -53,7 +54,7 @@ private:
     bool edits = false;                  // standard input and output are a terminal
     const int interrupted;               // an eventfd, see reader_needs
     std::atomic<bool> running{false};    // an input; told to the interrupter's thread
-    std::atomic<bool> leaving{false};    // by SIGTERM
+    std::atomic<bool> leaving{false};    // by SIGTERM, or because nobody reads
     std::atomic<bool> at_prompt{false};  // a line is shown; told to whoever logs
     std::atomic<bool> torn{false};       // something was written over it
     std::optional<interrupter> watching;
@@ -63,10 +64,9 @@ private:
 };
 
 prompt::prompt(const script_options& options)
-    : asked(options),
-      log(options.verbose ? script_log::words::all : script_log::words::usual),
-      interrupted(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+    : asked(options), log(options), interrupted(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
     log.before_writing = [this] { clear_line(); };
+    log.on_output_lost = [this] { lose_output(); };
     watching.emplace(0, [this](int signal) { return interrupt(signal); });
 }
 
@@ -85,6 +85,12 @@ interrupter::answer prompt::interrupt(int signal) {
     eventfd_write(interrupted, 1);  // first: the stop is looked at together with it
     if (running || leaving) script.request_stop(exit_ok);
     return leaving ? interrupter::answer::let_next_kill : interrupter::answer::go_on;
+}
+
+// On whatever thread printed. Answers that nobody reads are not worked out.
+void prompt::lose_output() {
+    leaving = true;
+    if (running) script.request_stop(exit_failed);
 }
 
 // Whether there was one since the last call.
@@ -190,8 +196,9 @@ int prompt::run() {
         if (leaving || !was_interrupted) break;  // std.exit() ends the session
         script.signals.lower(tvr_signal_stop);
     }
-    log.flush();
-    return script.stop_requested() ? script.stop_status() : exit_ok;
+    const bool told = log.flush();
+    if (script.stop_requested()) return script.stop_status();
+    return told ? exit_ok : exit_failed;
 }
 
 }  // namespace

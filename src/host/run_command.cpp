@@ -23,17 +23,12 @@ struct run_request {
     bool is_code = false;
 };
 
-script_log::words words_of(const script_options& asked) {
-    if (asked.verbose) return script_log::words::all;
-    return asked.quiet ? script_log::words::few : script_log::words::usual;
-}
-
 // An interpreter with everything around it. Signals end a destructor at the very end too.
 class script_run {
 public:
     explicit script_run(const script_options& options)
-        : asked(options), log(words_of(options)), script(std::in_place) {
-        log.on_output_lost = [this](const std::string& reason) { lose_output(reason); };
+        : asked(options), log(options), script(std::in_place) {
+        log.on_output_lost = [this] { stop(exit_failed); };
         watching.emplace(asked.for_seconds, [this](int) {
             stop(exit_ok);
             return interrupter::answer::let_next_kill;
@@ -49,8 +44,7 @@ public:
         script.reset();
         ended = true;
         watching.reset();
-        log.flush();
-        return output_lost && status == exit_ok ? exit_failed : status;
+        return log.flush() || status != exit_ok ? status : exit_failed;
     }
 
 private:
@@ -65,19 +59,11 @@ private:
         if (!ended) script->request_stop(status);
     }
 
-    // A reader that has gone away ends the run like a signal; a full disk is told.
-    void lose_output(const std::string& reason) {
-        output_lost = true;
-        if (!reason.empty()) log.on_error("Cannot write to standard output: " + reason);
-        stop(exit_failed);
-    }
-
     const script_options& asked;
     script_log log;
     std::optional<tvrscript> script;
     std::optional<interrupter> watching;
-    std::atomic<bool> ended{false};        // the interpreter; told to the interrupter's thread
-    std::atomic<bool> output_lost{false};  // by whoever printed
+    std::atomic<bool> ended{false};  // the interpreter; told to the interrupter's thread
 };
 
 int run(const run_request& asked) {

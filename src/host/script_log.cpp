@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/join.h"
+
 namespace host {
 
 namespace {
@@ -14,9 +16,9 @@ constexpr size_t most_waiting = 64 * 1024;  // bytes, then they are written
 
 }  // namespace
 
-script_log::script_log(words shown)
-    : shows_warnings(shown != words::few), at_once(::isatty(STDOUT_FILENO) == 1) {
-    mask = shown == words::all ? uint32_t(level_log | level_verbose) : 0;
+script_log::script_log(const script_options& asked)
+    : shows_warnings(!asked.quiet), at_once(::isatty(STDOUT_FILENO) == 1) {
+    mask = asked.verbose ? uint32_t(level_log | level_verbose) : 0;
 }
 
 void script_log::on_output(std::string_view text) {
@@ -28,33 +30,28 @@ void script_log::on_cout(std::string_view text) {
 }
 
 void script_log::on_log(std::string_view text) {
-    flush();
-    if (before_writing) before_writing();
+    make_way();
     tvr_log_default::on_log(text);
 }
 
 void script_log::on_error(std::string_view text) {
-    flush();
-    if (before_writing) before_writing();
+    make_way();
     tvr_log_default::on_error(text);
 }
 
 void script_log::on_warn(std::string_view text) {
     if (!shows_warnings) return;
-    flush();
-    if (before_writing) before_writing();
+    make_way();
     tvr_log_default::on_warn(text);
 }
 
 void script_log::on_verbose(std::string_view text) {
-    flush();
-    if (before_writing) before_writing();
+    make_way();
     tvr_log_default::on_verbose(text);
 }
 
 void script_log::on_debug(std::string_view text) {
-    flush();
-    if (before_writing) before_writing();
+    make_way();
     tvr_log_default::on_debug(text);
 }
 
@@ -75,18 +72,26 @@ void script_log::add(std::string_view text, std::string_view end) {
     flush();
 }
 
-void script_log::flush() {
+void script_log::make_way() {
+    flush();
+    if (before_writing) before_writing();
+}
+
+bool script_log::flush() {
     int failure = 0;
     {
         const tvr_lock hold(mutex);
-        if (waiting.empty() || lost) return;
+        if (waiting.empty() || lost) return !lost;
         if (before_writing) before_writing();
         failure = write_all();
         waiting.clear();
         lost = failure != 0;
     }
-    if (failure == 0 || !on_output_lost) return;
-    on_output_lost(failure == EPIPE ? "" : std::strerror(failure));
+    if (failure == 0) return true;
+    if (failure != EPIPE)
+        on_error(tvr_join("Cannot write to standard output: ", std::strerror(failure)));
+    if (on_output_lost) on_output_lost();
+    return false;
 }
 
 int script_log::write_all() {

@@ -12,15 +12,14 @@
 #include <string_view>
 
 #include "base/sync.h"
+#include "host/script_options.h"
 #include "runtime/log/log.h"
 
 namespace host {
 
 class script_log : public tvr_log_default {
 public:
-    enum class words { few, usual, all };  // -q, neither, -v
-
-    explicit script_log(words shown);
+    explicit script_log(const script_options& asked);  // -q and -v count
     ~script_log() override { flush(); }
 
     void on_output(std::string_view text) override;
@@ -33,11 +32,13 @@ public:
     void set_color(unsigned foreground, unsigned background) override;
     using tvr_log_default::set_color;
 
-    void flush() TVR_EXCLUDES(mutex);
+    // False when nobody takes the output any more, which has been told then, unless it is a pipe
+    // whose reader has gone.
+    bool flush() TVR_EXCLUDES(mutex);
 
-    // Called once, with the reason, when nobody takes the output any more; on whatever thread
-    // printed. Empty for a pipe whose reader has gone. Set before anything is printed.
-    std::function<void(const std::string& reason)> on_output_lost;
+    // Called once, when nobody takes the output any more; on whatever thread printed. Set before
+    // anything is printed.
+    std::function<void()> on_output_lost;
 
     // Before anything is written, for who edits a line on the same terminal; must not log. On
     // whatever thread speaks. Set before anything is printed.
@@ -45,6 +46,7 @@ public:
 
 private:
     void add(std::string_view text, std::string_view end) TVR_EXCLUDES(mutex);
+    void make_way() TVR_EXCLUDES(mutex);  // for a line on standard error
     int write_all() TVR_REQUIRES(mutex);  // 0 or what went wrong
 
     const bool shows_warnings;

@@ -1,8 +1,7 @@
 #include "host/script_options.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
-#include <iterator>
+#include <cstdio>
 
 #include "runtime/filesys/filesys.h"
 #include "runtime/log/log.h"
@@ -63,11 +62,21 @@ tvrscript_config_default config_of(const script_options& asked, std::string name
     return config;
 }
 
+bool read_input(const std::string& path, std::string& text) {
+    if (path != "-") return tvr_filesys_machine().read(path, text);
+    text.clear();
+    char buffer[64 * 1024];
+    for (size_t got; (got = std::fread(buffer, 1, sizeof buffer, stdin)) > 0;)
+        text.append(buffer, got);
+    return std::ferror(stdin) == 0;
+}
+
 bool read_script(const std::string& path, std::string& text) {
-    if (path == "-") {
-        text.assign(std::istreambuf_iterator<char>(std::cin), {});
-    } else if (!tvr_filesys_machine().read(path, text)) {
-        tvr_log().err("Cannot find script file ", path);
+    if (!read_input(path, text)) {
+        if (path == "-")
+            tvr_log().err("Cannot read standard input");
+        else
+            tvr_log().err("Cannot find script file ", path);
         return false;
     }
     blank_shell_line(text);

@@ -37,6 +37,9 @@ void add_run_options(CLI::App& command, script_options& asked);
 // How an interpreter for these options begins, but for its log.
 tvrscript_config_default config_of(const script_options& asked, std::string name);
 
+// What a file holds, or standard input for "-". False when it cannot be read. May block.
+bool read_input(const std::string& path, std::string& text);
+
 // A script's text; "-" is standard input. The first line of an executable script is for the shell:
 // it is blanked, and its place stays for line numbers. False, with a message in the log, when it
 // cannot be read. May block.

@@ -21,11 +21,6 @@ struct texture_request {
     double at = std::numeric_limits<double>::infinity();  // s from the start of the recording
 };
 
-int fail(const std::string& why) {
-    std::fprintf(stderr, "tavro: %s\n", why.c_str());
-    return exit_failed;
-}
-
 // The decks as they stood at a time, without waiting for it.
 void play_until(const deckbus::recording& lines, double at, deckbus::state& decks) {
     for (const deckbus::recorded_line& each : lines) {

@@ -13,11 +13,11 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../support/waiting.h"
 #include "deck/session.h"
-#include "waiting.h"
 
 using namespace deckbus;
-using namespace deckbus::test;
+using test_support::eventually;
 
 namespace {
 

@@ -9,11 +9,11 @@
 #include <fstream>
 #include <sstream>
 
+#include "../support/waiting.h"
 #include "deck/net_audio.h"
-#include "waiting.h"
 
 using namespace deckbus;
-using namespace deckbus::test;
+using test_support::eventually;
 
 namespace {
 

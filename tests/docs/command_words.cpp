@@ -5,11 +5,13 @@
 #include <iterator>
 #include <sstream>
 
-#include "program_run.h"
+#include "../support/child_process.h"
+#include "../support/expectation.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace test_support;
 
 // Without brackets, and without what a usage line says behind an option: "[--stall" is "--stall",
 // "--reboot@120" is "--reboot".

@@ -24,12 +24,15 @@
 #include <string_view>
 #include <vector>
 
+#include "../support/child_process.h"
+#include "../support/expectation.h"
+#include "../support/scratch.h"
 #include "command_words.h"
-#include "program_run.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace test_support;
 
 struct fenced_block {
     std::string kind;
@@ -67,25 +70,13 @@ std::vector<fenced_block> blocks_of(std::istream& document) {
     return blocks;
 }
 
-// A folder of its own for one block, gone with it.
-class block_folder {
-public:
+// A folder of its own for one block.
+struct block_folder : scratch {
     explicit block_folder(const places& in) {
-        std::string name = (fs::temp_directory_path() / "tavro_docs_XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a folder");
-        path = name;
-        fs::create_directory_symlink(in.sources / "examples", path / "examples");
-        fs::create_directories(path / "build/release");
-        fs::create_directory_symlink(in.tavro.parent_path(), path / "build/release/bin");
+        fs::create_directory_symlink(in.sources / "examples", path("examples"));
+        fs::create_directories(path("build/release"));
+        fs::create_directory_symlink(in.tavro.parent_path(), path("build/release/bin"));
     }
-    ~block_folder() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    block_folder(const block_folder&) = delete;
-    block_folder& operator=(const block_folder&) = delete;
-
-    fs::path path;
 };
 
 bool is_clean(const outcome& found) {
@@ -98,17 +89,16 @@ bool is_clean(const outcome& found) {
 bool script_runs(const places& in, const fenced_block& block, const std::string* output) {
     const block_folder folder(in);
     const std::string before = comment(block.note, "before");
-    std::ofstream(folder.path / "block.tvio")
-        << before << (before.empty() ? "" : "\n") << block.text;
+    folder.add("block.tvio", before + (before.empty() ? "" : "\n") + block.text);
     const bool runs = block.kind == "tavro";
     const outcome found =
-        run_program(in.tavro, {runs ? "run" : "check", "block.tvio"}, folder.path);
+        run_program(in.tavro, {runs ? "run" : "check", "block.tvio"}, folder.path(""));
     return is_clean(found) && (output == nullptr || same_output(*output, found.out));
 }
 
 bool shell_runs(const places& in, const std::string& text, const std::string* output) {
     const block_folder folder(in);
-    const outcome found = run_program("/bin/sh", {"-ec", text}, folder.path);
+    const outcome found = run_program("/bin/sh", {"-ec", text}, folder.path(""));
     return is_clean(found) && (output == nullptr || same_output(*output, found.out));
 }
 
@@ -119,9 +109,7 @@ bool prompt_answers(const places& in, const fenced_block& block) {
         (is_typed ? typed : said) += (is_typed ? line.substr(2) : line) + "\n";
     }
     const block_folder folder(in);
-    std::ofstream(folder.path / "typed") << typed;
-    const outcome found =
-        run_program("/bin/sh", {"-c", "exec build/release/bin/tavro repl <typed"}, folder.path);
+    const outcome found = run_program(in.tavro, {"repl"}, folder.path(""), typed);
     return is_clean(found) && same_output(said, found.out);
 }
 

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <png.h>
-#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -10,8 +9,8 @@
 #include <set>
 #include <vector>
 
-#include "../host/tavro_process.h"
-#include "../tools/sim_process.h"
+#include "../support/sim_process.h"
+#include "../support/tavro_process.h"
 
 using bridge_sim::test::scratch;
 using bridge_sim::test::sim_process;
@@ -27,20 +26,9 @@ host::test::words script(const char* name, const host::test::words& arguments) {
     return all;
 }
 
-// Reads on until the words have come; false when the script ends without them.
-bool reads(in_pipe& run, const std::string& wanted) {
-    std::string seen;
-    char byte;
-    while (seen.find(wanted) == std::string::npos && read(run.reader, &byte, 1) == 1) seen += byte;
-    run.got += seen;
-    return seen.find(wanted) != std::string::npos;
-}
-
-// The status with which it ends when it is asked to. What it still says is read: a full pipe would
-// hold it.
+// The status with which it ends when it is asked to.
 int stopped(in_pipe& run) {
-    kill(run.child, SIGTERM);
-    host::test::slurp(run.reader);
+    run.child.signal(SIGTERM);
     return run.ends();
 }
 
@@ -61,7 +49,7 @@ TEST(examples, follow_draws_what_it_hears) {
     for (const char* part :
          {"     connected to replay:", "     track: ", "     deck 1 has the tempo\n",
           "      Buildup -> Drop\n", "1  ○●○○  12", " bpm   low ", "cue in 1\n"}) {
-        EXPECT_NE(run.got.find(part), std::string::npos) << part << run.got;
+        EXPECT_NE(run.output.text().find(part), std::string::npos) << part << run.output.text();
     }
 }
 
@@ -72,13 +60,14 @@ TEST(examples, follow_reaches_a_board) {
     ASSERT_TRUE(bridge_sim::test::appears(port));
     in_pipe run(script("follow.tvio", {"open", port}), "cue point");
     EXPECT_EQ(stopped(run), 0);
-    EXPECT_NE(run.got.find("connected to " + port), std::string::npos) << run.got;
+    EXPECT_NE(run.output.text().find("connected to " + port), std::string::npos)
+        << run.output.text();
 }
 
 TEST(examples, drop_lets_the_light_grow_and_flashes) {
     in_pipe run(script("drop.tvio", {set, "20"}), "DROP on deck 1 beat 97\n");
     EXPECT_EQ(stopped(run), 0);
-    EXPECT_NE(run.got.find("█·"), std::string::npos) << run.got;
+    EXPECT_NE(run.output.text().find("█·"), std::string::npos) << run.output.text();
 }
 
 // The pixels of a PNG file, checksums and all; empty when there is something wrong with it.
@@ -99,7 +88,7 @@ TEST(examples, texture_draws_each_deck) {
     EXPECT_EQ(stopped(run), 0);
     // A file is whole when a later line has been said.
     const auto pixels = pixels_of(folder.path("deck1.png"), 1200, 96);
-    EXPECT_EQ(pixels.size(), 1200u * 96 * 3) << run.got;
+    EXPECT_EQ(pixels.size(), 1200u * 96 * 3) << run.output.text();
     EXPECT_GT(std::set<uint8_t>(pixels.begin(), pixels.end()).size(), 5u);
 }
 
@@ -110,7 +99,7 @@ TEST(examples, visuals_makes_pictures) {
     EXPECT_EQ(stopped(run), 0);
     const auto first = pixels_of(pictures + "/1002.png", 640, 360);
     const auto second = pixels_of(pictures + "/1003.png", 640, 360);
-    EXPECT_EQ(first.size(), 640u * 360 * 3) << run.got;
+    EXPECT_EQ(first.size(), 640u * 360 * 3) << run.output.text();
     EXPECT_NE(first, second);
     EXPECT_GT(std::set<uint8_t>(first.begin(), first.end()).size(), 50u);
 }
@@ -118,7 +107,7 @@ TEST(examples, visuals_makes_pictures) {
 // It is killed at the end: a picture is more than a pipe holds, so it waits for its reader.
 TEST(examples, visuals_draws_in_the_terminal) {
     const in_pipe run(script("visuals.tvio", {set, "20"}), "\x1b[29A\n");
-    const std::string picture = run.got.substr(0, run.got.find("\x1b[29A"));
+    const std::string picture = run.output.text().substr(0, run.output.text().find("\x1b[29A"));
     EXPECT_EQ(picture.size(), (100u * 39 + 5) * 28);
     EXPECT_EQ(picture.find('\0'), std::string::npos);
     EXPECT_TRUE(picture.ends_with("m▀\x1b[0m\n"));
@@ -130,13 +119,13 @@ TEST(examples, unplugged_goes_on_by_heart) {
     sim_process board({"serve", "--pty", port, "--speed", "20", "--unplug", "1@3", set});
     ASSERT_TRUE(bridge_sim::test::appears(port));
     in_pipe run(script("unplugged.tvio", {port}), "the board is gone\n");
-    const std::string until_gone = run.got;
+    const std::string until_gone = run.output.text();
     const std::string again = "the board is there, at " + port + "\n";
     EXPECT_NE(until_gone.find(again), std::string::npos) << until_gone;
     EXPECT_NE(until_gone.find("beat from the deck 12"), std::string::npos) << until_gone;
-    EXPECT_TRUE(reads(run, again)) << run.got;
+    EXPECT_TRUE(run.output.reads(again)) << run.output.text();
     EXPECT_EQ(stopped(run), 0);
-    EXPECT_NE(run.got.find("beat by heart 12"), std::string::npos) << run.got;
+    EXPECT_NE(run.output.text().find("beat by heart 12"), std::string::npos) << run.output.text();
 }
 
 // A track has to be heard for 30 seconds, and these cannot be had faster.
@@ -157,12 +146,13 @@ TEST(examples, set_list_is_saved) {
     setenv("HOME", home.path("").c_str(), 1);
     in_pipe run(script("set_list.tvio", {recording}), ".csv\n");
     EXPECT_EQ(stopped(run), 0);
-    const size_t at = run.got.find("saved in ") + 9;
-    std::ifstream file(run.got.substr(at, run.got.find('\n', at) - at));
+    const size_t at = run.output.text().find("saved in ") + 9;
+    std::ifstream file(run.output.text().substr(at, run.output.text().find('\n', at) - at));
     std::string head, line;
     std::getline(file, head);
     std::getline(file, line);
-    EXPECT_NE(run.got.find(" deck 1  Ada - Night, again\n"), std::string::npos) << run.got;
+    EXPECT_NE(run.output.text().find(" deck 1  Ada - Night, again\n"), std::string::npos)
+        << run.output.text();
     EXPECT_EQ(line.substr(5), ",1,\"Night, again\",Ada,124.0,,\r");
 }
 

@@ -1,12 +1,11 @@
 // Scripts on the network: a relay on this machine plays the set, and a script follows it.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <csignal>
 
-#include "../host/tavro_process.h"
-#include "../tools/sim_process.h"
+#include "../support/sim_process.h"
+#include "../support/tavro_process.h"
 
 using bridge_sim::test::sim_process;
 using host::test::in_pipe;
@@ -34,18 +33,12 @@ TEST(relay, a_script_follows_it) {
     sim_process relay(relay_arguments());
     in_pipe run({"run", EXAMPLES "/follow.tvio", "network"}, "     track: ");
     // The set goes on while the metadata is fetched, so beats and tracks come in any order.
-    std::string rest;
-    char byte;
-    while ((run.got + rest).find("cue point") == std::string::npos &&
-           read(run.reader, &byte, 1) == 1) {
-        rest += byte;
-    }
-    run.got += rest;
-    kill(run.child, SIGTERM);
-    host::test::slurp(run.reader);
+    EXPECT_TRUE(run.output.ever_reads("cue point"));
+    run.child.signal(SIGTERM);
     EXPECT_EQ(run.ends(), 0);
-    EXPECT_NE(run.got.find("     connected to tavronet\n"), std::string::npos) << run.got;
-    EXPECT_NE(run.got.find(" has the tempo\n"), std::string::npos) << run.got;
+    EXPECT_NE(run.output.text().find("     connected to tavronet\n"), std::string::npos)
+        << run.output.text();
+    EXPECT_NE(run.output.text().find(" has the tempo\n"), std::string::npos) << run.output.text();
 }
 
 TEST(relay, is_named_and_spoken_to_and_sends_sound) {

@@ -2,13 +2,11 @@
 
 #include "host/kernel_command.h"
 
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
 
+#include "../support/scratch.h"
 #include "host/command.h"
 
 namespace {
@@ -19,8 +17,8 @@ struct printed {
 };
 
 printed show(const std::string& source, bool disasm, bool c_text) {
-    const std::string path = testing::TempDir() + "kernel_" + std::to_string(getpid()) + ".kernel";
-    std::ofstream(path) << source;
+    const test_support::scratch folder;
+    const std::string path = folder.add("test.kernel", source);
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     printed made;
@@ -28,7 +26,6 @@ printed show(const std::string& source, bool disasm, bool c_text) {
     std::fflush(stdout);
     made.out = testing::internal::GetCapturedStdout();
     made.err = testing::internal::GetCapturedStderr();
-    std::remove(path.c_str());
     return made;
 }
 

@@ -1,13 +1,12 @@
 // The program as a person meets it: usage, pipes, and a terminal that is always put back.
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
 
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
 #include "small_set.h"
-#include "tavro_process.h"
 #include "track/json.h"
 
 namespace {
@@ -17,7 +16,7 @@ using host::test::in_pipe;
 using host::test::on_terminal;
 using host::test::outcome;
 using host::test::run;
-using host::test::slurp;
+using host::test::run_redirected;
 using host::test::words;
 
 // Runs the recording for ever into a pipe, and has read up to its first beat.
@@ -41,6 +40,7 @@ TEST(program, wrong_usage_is_told_in_one_line) {
         {"unknown option", {"monitor", file.path, "--fast"}, 2},
         {"speed of nothing", {"monitor", file.path, "--speed", "0"}, 2},
         {"no number", {"monitor", file.path, "--for", "ever"}, 2},
+        {"a folder as source", {"kernel", "/"}, 1},
         {"missing recording", {"monitor", "no_such.jsonl"}, 1},
         {"unwritable picture", {"monitor", file.path, "--once", "--png", "/nonexistent/a.png"}, 1},
     };
@@ -52,6 +52,51 @@ TEST(program, wrong_usage_is_told_in_one_line) {
         EXPECT_EQ(o.err.find('\n'), o.err.size() - 1) << o.err;
     }
     EXPECT_EQ(run({"monitor", "--help"}).status, 0);
+    EXPECT_EQ(run({"moniter"}).err,
+              "tavro: moniter is no command; tavro --help tells which there are\n");
+}
+
+// A closed place is not taken by what the program opens: it would wait for its own signals there,
+// or write into its own files.
+TEST(program, every_command_tells_that_nobody_takes_its_output) {
+    const small_set file;
+    const test_support::scratch folder;
+    const std::string script = folder.add("one.tvio", "std.print(1);");
+    const std::string kernels = folder.add("one.kernel", "kernel void k(u8* p) { p[gid] = 1; }");
+    const words commands[] = {
+        {"--help"},
+        {"--version"},
+        {"run", script},
+        {"eval", "std.print(1);"},
+        {"check", "--ast", script},
+        {"disasm", script},
+        {"docs"},
+        {"kernel", kernels},
+        {"kernel", "--c", kernels},
+        {"repl"},
+        {"monitor", "--once", file.path},
+        {"monitor", "--once", "--json", file.path},
+        {"texture", EXAMPLE_RECORDING, "-o", folder.path("texture.png")},
+    };
+    for (const words& command : commands) {
+        for (const char* redirection : {">&-", ">/dev/full"}) {
+            SCOPED_TRACE(testing::PrintToString(command) + redirection);
+            const outcome o = run_redirected(redirection, command, "1 + 1\n");
+            EXPECT_EQ(o.status, 1);
+            EXPECT_NE(o.err.find("Cannot write to standard output"), std::string::npos) << o.err;
+        }
+    }
+}
+
+TEST(program, input_that_cannot_be_read_is_no_empty_input) {
+    for (const char* redirection : {"<&-", "</"}) {
+        for (const char* command : {"run", "check", "disasm", "kernel"}) {
+            SCOPED_TRACE(std::string(command) + redirection);
+            const outcome o = run_redirected(redirection, {command, "-"});
+            EXPECT_EQ(o.status, 1);
+            EXPECT_NE(o.err.find("Cannot read "), std::string::npos) << o.err;
+        }
+    }
 }
 
 TEST(program, in_a_pipe_it_prints_events_and_a_summary) {
@@ -82,8 +127,8 @@ TEST(program, json_is_a_snapshot_a_line) {
 TEST(program, an_interrupt_in_a_pipe_still_gives_the_summary) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    kill(tavro.child, SIGINT);
-    const std::string rest = slurp(tavro.reader);
+    tavro.child.signal(SIGINT);
+    const std::string rest = tavro.output.rest();
     EXPECT_EQ(tavro.ends(), 0);
     EXPECT_NE(rest.find("Tracks: 1\n"), std::string::npos);
 }
@@ -91,20 +136,17 @@ TEST(program, an_interrupt_in_a_pipe_still_gives_the_summary) {
 TEST(program, a_reader_that_leaves_ends_it_quietly) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    close(tavro.reader);
-    tavro.reader = -1;
+    tavro.output.close();
     EXPECT_EQ(tavro.ends(), 0);
 }
 
 TEST(program, can_be_stopped_and_continued_in_a_pipe) {
     const small_set file;
     recording_in_pipe tavro(file.path);
-    kill(tavro.child, SIGTSTP);
-    int status = 0;
-    ASSERT_EQ(waitpid(tavro.child, &status, WUNTRACED), tavro.child);
-    EXPECT_TRUE(WIFSTOPPED(status));
-    kill(tavro.child, SIGCONT);
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTSTP);
+    ASSERT_TRUE(tavro.child.is_stopped());
+    tavro.child.signal(SIGCONT);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }
 
@@ -131,7 +173,7 @@ TEST(terminal, is_put_back_on_every_way_out) {
         on_terminal tavro({"monitor", file.path});
         ASSERT_TRUE(tavro.reads("PLAYER"));
         EXPECT_FALSE(tavro.settings_restored()) << "keys are read one by one";
-        if (r.signal != 0) kill(tavro.child, r.signal);
+        if (r.signal != 0) tavro.child.signal(r.signal);
         if (*r.keys != '\0') tavro.types(r.keys);
         EXPECT_TRUE(tavro.reads(restored));
         const int status = tavro.ends();
@@ -151,11 +193,9 @@ TEST(terminal, is_put_back_while_the_program_is_stopped) {
     ASSERT_TRUE(tavro.reads("PLAYER"));
     tavro.types("\x1a");
     EXPECT_TRUE(tavro.reads(restored));
-    int status = 0;
-    ASSERT_EQ(waitpid(tavro.child, &status, WUNTRACED), tavro.child);
-    EXPECT_TRUE(WIFSTOPPED(status));
+    ASSERT_TRUE(tavro.child.is_stopped());
     EXPECT_TRUE(tavro.settings_restored());
-    kill(tavro.child, SIGCONT);
+    tavro.child.signal(SIGCONT);
     EXPECT_TRUE(tavro.reads("\x1b[?1049h")) << "it takes the screen again";
     EXPECT_TRUE(tavro.reads("PLAYER")) << "and draws everything anew";
     tavro.types("q");
@@ -179,7 +219,7 @@ TEST(terminal, obeys_no_color) {
         ASSERT_TRUE(tavro.reads("PLAYER"));
         tavro.types("\x0cq");  // one more whole picture
         EXPECT_TRUE(tavro.reads(restored));
-        EXPECT_EQ(tavro.ever_read("\x1b[38;5;"), colors);
+        EXPECT_EQ(tavro.output.text().find("\x1b[38;5;") != std::string::npos, colors);
         EXPECT_EQ(tavro.ends(), 0);
     }
 }
@@ -190,7 +230,7 @@ TEST(terminal, a_terminal_that_takes_nothing_does_not_hold_it) {
     ASSERT_TRUE(tavro.reads("PLAYER"));
     // Nobody reads any more: pictures wait, and the signal is obeyed all the same.
     for (int i = 0; i < 20; ++i) tavro.resize(static_cast<unsigned short>(200 + i), 60);
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }
 

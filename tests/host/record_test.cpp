@@ -1,17 +1,17 @@
 // `tavro record`: what a board says, as a recording.
 
 #include <gtest/gtest.h>
-#include <pty.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
+#include "../support/waiting.h"
 #include "deck/recording.h"
 #include "host/line_recorder.h"
-#include "tavro_process.h"
 
 namespace {
 
@@ -19,10 +19,8 @@ namespace fs = std::filesystem;
 
 class recording : public testing::Test {
 protected:
-    recording() : path((fs::temp_directory_path() / ("record-" + std::to_string(getpid())))) {}
-    ~recording() override { fs::remove(path); }
-
-    const std::string path;
+    const test_support::scratch folder;
+    const std::string path = folder.path("set.jsonl");
     std::string error;
 };
 
@@ -82,25 +80,17 @@ TEST_F(recording, leaves_a_file_alone_that_exists) {
 }
 
 TEST_F(recording, a_board_is_written_down_until_a_signal) {
-    int board = -1, other_end = -1;
-    char port[128];
-    termios raw{};
-    cfmakeraw(&raw);
-    ASSERT_EQ(openpty(&board, &other_end, port, &raw, nullptr), 0);
-    const pid_t child = fork();
-    if (child == 0) host::test::become_tavro({"record", port, "-o", path});
+    const test_support::pseudo_terminal port(test_support::pseudo_terminal::mode::raw);
+    host::test::in_pipe tavro({"record", port.path, "-o", path});
     // The first line is heard once the port is open; before, the terminal keeps it.
     const std::string line = "{\"t\":\"warn\",\"msg\":\"hot\"}\n";
-    deckbus::recording read;
-    while (read.size() < 3 && write(board, line.data(), line.size()) > 0) {
-        usleep(10000);
-        read = deckbus::load_recording(path, error);
-    }
-    kill(child, SIGINT);
-    EXPECT_EQ(host::test::wait_for(child), 0);
+    EXPECT_TRUE(test_support::eventually([&] {
+        const bool taken = write(port.master, line.data(), line.size()) > 0;
+        return taken && deckbus::load_recording(path, error).size() >= 3;
+    }));
+    tavro.child.signal(SIGINT);
+    EXPECT_EQ(tavro.ends(), 0);
     EXPECT_GE(deckbus::load_recording(path, error).size(), 3u);
-    close(board);
-    close(other_end);
 }
 
 TEST(record, refuses_what_is_no_board) {

@@ -4,10 +4,9 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
-#include "tavro_process.h"
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
 
 namespace {
 
@@ -90,20 +89,14 @@ TEST(repl, a_session_survives_errors) {
     EXPECT_EQ(o.status, 3);
 }
 
-// A folder for the history, in the environment of all that this test starts.
-class state_folder {
-public:
-    state_folder() : path(testing::TempDir() + "tavro_state_" + std::to_string(getpid())) {
-        setenv("XDG_STATE_HOME", path.c_str(), 1);
-    }
-    ~state_folder() {
-        unsetenv("XDG_STATE_HOME");
-        std::filesystem::remove_all(path);
-    }
-    state_folder(const state_folder&) = delete;
-    state_folder& operator=(const state_folder&) = delete;
+TEST(repl, ends_when_nobody_takes_its_answers) {
+    EXPECT_EQ(run_redirected(">/dev/full", {"repl"}, "for (true) { std.print(1); }\n").status, 1);
+}
 
-    const std::string path;
+// A folder for the history, in the environment of all that this test starts.
+struct state_folder : test_support::scratch {
+    state_folder() { setenv("XDG_STATE_HOME", path("").c_str(), 1); }
+    ~state_folder() { unsetenv("XDG_STATE_HOME"); }
 };
 
 TEST(repl, edits_lines_on_a_terminal) {
@@ -151,7 +144,7 @@ TEST(repl, an_interrupt_gives_up_what_runs_or_is_typed) {
     ASSERT_TRUE(tavro.prompts());
     tavro.types("x * 100\n");
     EXPECT_TRUE(tavro.reads("200"));
-    kill(tavro.child, SIGTERM);
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
     EXPECT_TRUE(tavro.settings_restored());
 }

@@ -8,35 +8,13 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tavro_process.h"
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
 
 namespace {
 
 using namespace host::test;
-
-// A folder with files in it, removed at the end.
-class script_folder {
-public:
-    script_folder()
-        : path(testing::TempDir() + "tavro_scripts_" + std::to_string(getpid()) + "_" +
-               std::to_string(++made) + "/") {
-        std::filesystem::create_directories(path);
-    }
-    ~script_folder() { std::filesystem::remove_all(path); }
-    script_folder(const script_folder&) = delete;
-    script_folder& operator=(const script_folder&) = delete;
-
-    std::string add(const std::string& name, const std::string& text) const {
-        std::filesystem::create_directories(std::filesystem::path(path + name).parent_path());
-        std::ofstream(path + name) << text;
-        return path + name;
-    }
-
-    const std::string path;
-
-private:
-    static inline int made = 0;
-};
+using test_support::scratch;
 
 TEST(run, wrong_usage_is_told_in_one_line) {
     const words rows[] = {
@@ -142,7 +120,7 @@ TEST(run, statuses_and_output) {
 }
 
 TEST(run, finds_what_belongs_to_a_script) {
-    const script_folder folder;
+    const scratch folder;
     const std::string main = folder.add("main.tvio", "#include \"part\"\nstd.print(part());\n");
     folder.add("part.tvio", "def part() { return \"beside\"; }\n");
     const std::string apart = folder.add("a/apart.tvio", "#include \"lib\"\nstd.print(lib());\n");
@@ -150,7 +128,7 @@ TEST(run, finds_what_belongs_to_a_script) {
     folder.add("c/lib.tvio", "def lib() { return \"c\"; }\n");
     EXPECT_EQ(run({"run", main}).out, "beside\n");
     EXPECT_EQ(run({"run", apart}).status, 1);
-    EXPECT_EQ(run({"run", "-I", folder.path + "b", "-I", folder.path + "c", apart}).out, "b\n");
+    EXPECT_EQ(run({"run", "-I", folder.path("b"), "-I", folder.path("c"), apart}).out, "b\n");
 }
 
 TEST(run, reads_standard_input_and_passes_by_the_shells_line) {
@@ -163,8 +141,8 @@ TEST(run, reads_standard_input_and_passes_by_the_shells_line) {
 
 TEST(run, lines_stand_in_order_and_are_written_before_a_wait) {
     in_pipe tavro({"eval", "std.print(1); std.wait(1000000);"}, "1\n");
-    EXPECT_EQ(tavro.got, "1\n");
-    kill(tavro.child, SIGTERM);
+    EXPECT_EQ(tavro.output.text(), "1\n");
+    tavro.child.signal(SIGTERM);
     EXPECT_EQ(tavro.ends(), 0);
 }
 
@@ -185,8 +163,8 @@ TEST(run, is_ended_by_a_signal_in_an_orderly_way) {
         for (const int signal : {SIGINT, SIGTERM}) {
             SCOPED_TRACE(r.what);
             in_pipe tavro({"eval", std::string(keeper) + r.code}, "up\n");
-            kill(tavro.child, signal);
-            EXPECT_EQ(slurp(tavro.reader), "ended\n");
+            tavro.child.signal(signal);
+            EXPECT_EQ(tavro.output.rest(), "ended\n");
             EXPECT_EQ(tavro.ends(), 0);
         }
     }
@@ -198,17 +176,15 @@ TEST(run, a_second_signal_kills) {
                    "\"/dev/stdout\", \"never\\n\"); for (true) { } } } s = stubborn();\n"
                    "std.print(\"up\"); std.wait(1000000);"},
                   "up\n");
-    kill(tavro.child, SIGINT);
-    char byte = 0;  // the destructor runs, and nothing else can end it
-    EXPECT_EQ(read(tavro.reader, &byte, 1), 1);
-    kill(tavro.child, SIGINT);
+    tavro.child.signal(SIGINT);
+    EXPECT_TRUE(tavro.output.reads("n"));  // the destructor runs, and nothing else can end it
+    tavro.child.signal(SIGINT);
     EXPECT_EQ(tavro.ends(), 128 + SIGINT);
 }
 
 TEST(run, a_reader_that_leaves_ends_it) {
     in_pipe tavro({"eval", "for (true) { std.print(\"line\"); }"}, "line\n");
-    close(tavro.reader);
-    tavro.reader = -1;
+    tavro.output.close();
     EXPECT_EQ(tavro.ends(), 1);
 }
 
@@ -220,7 +196,7 @@ TEST(run, lines_are_written_at_once_on_a_terminal) {
 }
 
 TEST(check, compiles_and_runs_nothing) {
-    const script_folder folder;
+    const scratch folder;
     const std::string good = folder.add("good.tvio", "std.print(1);"),
                       bad = folder.add("bad.tvio", "x = y;");
     outcome o = run({"check", good});

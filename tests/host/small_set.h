@@ -2,13 +2,9 @@
 
 // A short recording in a file of its own, removed at the end.
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
 #include <string>
 
-#include <gtest/gtest.h>
+#include "../support/scratch.h"
 
 namespace monitor::test {
 
@@ -29,18 +25,13 @@ inline constexpr const char* small_set_lines =
 class small_set {
 public:
     explicit small_set(const std::string& lines = small_set_lines)
-        : path(testing::TempDir() + "tavro_set_" + std::to_string(getpid()) + "_" +
-               std::to_string(++made) + ".jsonl") {
-        std::ofstream(path) << lines;
-    }
-    ~small_set() { std::remove(path.c_str()); }
-    small_set(const small_set&) = delete;
-    small_set& operator=(const small_set&) = delete;
-
-    const std::string path;
+        : path(folder.add("set.jsonl", lines)) {}
 
 private:
-    static inline int made = 0;
+    const test_support::scratch folder;
+
+public:
+    const std::string path;
 };
 
 }  // namespace monitor::test

@@ -8,7 +8,7 @@
 
 #include <csignal>
 
-#include "../deck/waiting.h"
+#include "../support/waiting.h"
 #include "host/monitor/collector.h"
 #include "host/monitor/line_output.h"
 #include "host/monitor/track_ledger.h"
@@ -18,7 +18,7 @@ namespace {
 
 using namespace monitor;
 using namespace monitor::test;
-using deckbus::test::eventually;
+using test_support::eventually;
 
 TEST(source, kinds) {
     const small_set file;

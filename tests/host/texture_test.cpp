@@ -3,12 +3,12 @@
 #include "host/texture_picture.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 
+#include "../support/scratch.h"
+#include "../support/tavro_process.h"
 #include "host/monitor/theme.h"
-#include "tavro_process.h"
 
 using monitor::color;
 
@@ -63,13 +63,12 @@ TEST_F(texture_picture, marks_stand_below_and_points_across) {
 }
 
 TEST(texture, is_written_or_told_why_not) {
-    namespace fs = std::filesystem;
-    const std::string file = fs::temp_directory_path() / ("texture-" + std::to_string(getpid()));
+    const test_support::scratch folder;
+    const std::string file = folder.path("texture.png");
     const auto found =
         host::test::run({"texture", EXAMPLE_RECORDING, "--deck", "1", "--at", "20", "-o", file});
     EXPECT_EQ(found.out, "deck 1, 1:3:101, 4096 x 496 pixels\n");
-    EXPECT_GT(fs::file_size(file), 1000u);
-    fs::remove(file);
+    EXPECT_GT(std::filesystem::file_size(file), 1000u);
     EXPECT_EQ(host::test::run({"texture", EXAMPLE_RECORDING, "--at", "0", "-o", file}).err,
               "tavro: No waveform there and then\n");
     EXPECT_EQ(host::test::run({"texture", EXAMPLE_RECORDING, "-o", "/nowhere/x.png"}).status, 1);

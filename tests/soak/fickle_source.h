@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "../tools/sim_process.h"
+#include "../support/sim_process.h"
 
 namespace soak {
 

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "sim_process.h"
+#include "../support/sim_process.h"
 
 namespace bridge_sim::test {
 namespace {

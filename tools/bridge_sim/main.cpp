@@ -3,9 +3,11 @@
 #include <cstdio>
 #include <exception>
 
+#include "base/standard_streams.h"
 #include "bridge_sim/command_line.h"
 
 int main(int argc, char** argv) {
+    tvr_hold_standard_streams();
     try {
         return bridge_sim::run_command_line(argc, argv);
     } catch (const std::exception& e) {

@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 
 #include "host/command.h"
@@ -50,8 +49,7 @@ int run_json(const watch& w) {
     w.signals.release();
     out.drain();
     if (out.problem().empty()) return host::exit_ok;
-    std::fprintf(stderr, "tavro: standard output: %s\n", out.problem().c_str());
-    return host::exit_failed;
+    return host::fail("Cannot write to standard output: " + out.problem());
 }
 
 }  // namespace monitor

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <memory>
 
 #include "host/command.h"
@@ -25,9 +24,7 @@ int run_mode(const watch& w) {
 int save_poster(const watch& w) {
     std::string error;
     const raster picture = draw_poster(collector(w.session).collect(deckbus::now_s()));
-    if (write_png(picture, w.asked.png, error)) return host::exit_ok;
-    std::fprintf(stderr, "tavro: %s\n", error.c_str());
-    return host::exit_failed;
+    return write_png(picture, w.asked.png, error) ? host::exit_ok : host::fail(error);
 }
 
 // Null without a wish for it, and, with the reason in `error`, without a socket.
@@ -64,16 +61,10 @@ int run(const options& asked) {
     const signal_watch signals;  // first: the session's thread inherits the blocked signals
     std::string error;
     const auto session = open_source(asked, error);
-    if (!session) {
-        std::fprintf(stderr, "tavro: %s\n", error.c_str());
-        return host::exit_failed;
-    }
+    if (!session) return host::fail(error);
     const watch w{asked, session, signals, deckbus::now_s()};
     const auto lights = open_artnet(w, error);
-    if (!asked.artnet.empty() && lights == nullptr) {
-        std::fprintf(stderr, "tavro: %s\n", error.c_str());
-        return host::exit_failed;
-    }
+    if (!asked.artnet.empty() && lights == nullptr) return host::fail(error);
     const int status = run_mode(w);
     const int saved = asked.png.empty() ? host::exit_ok : save_poster(w);
     return std::max(status, saved);

@@ -59,8 +59,7 @@ private:
                          out.lost_lines());
         }
         if (out.problem().empty()) return host::exit_ok;
-        std::fprintf(stderr, "tavro: standard output: %s\n", out.problem().c_str());
-        return host::exit_failed;
+        return host::fail("Cannot write to standard output: " + out.problem());
     }
 
     void add_summary() {

@@ -15,22 +15,17 @@
 // It runs in its own folder, so that reports show short paths.
 
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
 
-#include "program_run.h"
+#include "../../support/child_process.h"
+#include "../../support/expectation.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-std::string text_of(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
+using namespace test_support;
 
 words words_of(const std::string& text) {
     words found;

@@ -1,16 +1,21 @@
 #pragma once
 
-// A file without a name that takes a child's output, however much it is. One thread.
+// A file without a name that gives a child its input or takes its output, however much it is. One
+// thread.
 
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+namespace test_support {
+
 class temporary_file {
 public:
-    temporary_file() : file(std::tmpfile(), &std::fclose) {
+    explicit temporary_file(const std::string& content = {}) : file(std::tmpfile(), &std::fclose) {
         if (file == nullptr) throw std::runtime_error("cannot make a temporary file");
+        std::fwrite(content.data(), 1, content.size(), file.get());
+        std::rewind(file.get());
     }
 
     int descriptor() const { return fileno(file.get()); }
@@ -28,3 +33,5 @@ public:
 private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file;
 };
+
+}  // namespace test_support

@@ -3,47 +3,34 @@
 // The simulator as a process of its own, and a client at its port. Everything waits for its
 // condition with a generous deadline, which fails a test that would otherwise hang.
 
-#include <functional>
 #include <string>
-#include <vector>
+
+#include "child_process.h"
+#include "scratch.h"
+#include "waiting.h"
 
 namespace bridge_sim::test {
 
-constexpr int deadline_ms = 60000;
+using test_support::eventually;
+using test_support::scratch;
 
-// A directory of its own for a test, removed with everything in it.
-class scratch {
-public:
-    scratch();
-    ~scratch();
-    std::string path(const std::string& name) const { return directory + "/" + name; }
-
-private:
-    std::string directory;
-};
-
-// Runs the program with these arguments.
+// Runs the program with these arguments. What it says is its standard error.
 class sim_process {
 public:
-    explicit sim_process(const std::vector<std::string>& arguments);
-    ~sim_process();  // kills it if it still runs
-    sim_process(const sim_process&) = delete;
-    sim_process& operator=(const sim_process&) = delete;
+    explicit sim_process(const test_support::words& arguments);
 
-    // Until its messages hold this text. False if it ended or stayed silent.
-    bool says(const std::string& text);
+    // Until its messages hold this text. False if it ended or the deadline passed before.
+    bool says(const std::string& text) { return process.output.ever_reads(text); }
 
-    // Until it ends by itself, or by SIGTERM. The exit status; -1 when it did not end properly.
-    int finish();
+    // Until it ends by itself, or by SIGTERM. The exit status, or 128 and the signal.
+    int finish() { return process.ends(); }
     int stop();
 
-    const std::string& messages() const { return said; }
+    // All that it has said up to its end, or up to what was waited for.
+    const std::string& messages() const { return process.output.text(); }
 
 private:
-    bool read_some();
-
-    int pid = -1, errors = -1;
-    std::string said;
+    test_support::piped_process process;
 };
 
 // A client that opens the port as the host's program does.
@@ -68,9 +55,6 @@ private:
     int fd = -1;
     std::string pending;
 };
-
-// True once the condition holds.
-bool eventually(const std::function<bool()>& condition);
 
 // True once something is found under the path.
 bool appears(const std::string& path);

@@ -58,6 +58,9 @@ struct listener : tvrnet_base {
     std::map<std::string, int> kinds;
 };
 
+// What a board would never send; it goes as a line.
+constexpr const char* odd_sound = R"({"t":"pcm","sr":"fast","seq":-1,"us":0.5,"d":7})";
+
 TEST(relaying, every_line_arrives_once_and_commands_are_obeyed) {
     scratch place;
     const std::string file = place.path("set.jsonl");
@@ -65,6 +68,7 @@ TEST(relaying, every_line_arrives_once_and_commands_are_obeyed) {
         std::ofstream out(file);
         write_recording(out,
                         record_lines(plan_set({.seed = 3, .minutes = 1, .decks = 2, .pcm_s = 2})));
+        out << odd_sound << '\n';
     }
     listener node;
     sim_process sim({"relay", "--to", node.address(), "--speed", "10", "--loss", "0.2",

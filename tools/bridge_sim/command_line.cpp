@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
 
 #include <CLI/CLI.hpp>
 
+#include "bridge_sim/messages.h"
 #include "bridge_sim/recorder.h"
 #include "bridge_sim/relay.h"
 #include "bridge_sim/server.h"
@@ -16,11 +16,6 @@
 namespace bridge_sim {
 
 namespace {
-
-int fail(const std::string& message) {
-    std::fprintf(stderr, "bridge_sim: %s\n", message.c_str());
-    return 1;
-}
 
 int run_record(const record_wish& wish, const std::string& path) {
     const line_list lines = record_lines(plan_set(wish));
@@ -30,7 +25,7 @@ int run_record(const record_wish& wish, const std::string& path) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     if (!file) return fail("Cannot open file: " + path + ": " + std::strerror(errno));
     if (!write_recording(file, lines)) return fail("Cannot write file: " + path);
-    std::fprintf(stderr, "bridge_sim: wrote %zu lines to %s\n", lines.size(), path.c_str());
+    say("wrote " + std::to_string(lines.size()) + " lines to " + path);
     return 0;
 }
 
@@ -118,22 +113,27 @@ void add_relay(CLI::App& app, relay_wish& wish) {
         ->allow_extra_args(false);
 }
 
-// "--reboot@T", "--restart@T" and "--unplug@T" are short for "--reboot T", "--restart T" and
-// "--unplug 3@T".
+// Words that are short for an option and the beginning of its value.
+struct short_form {
+    std::string_view form, option, value;
+};
+
+constexpr short_form short_forms[] = {{"--reboot@", "--reboot", ""},
+                                      {"--restart@", "--restart", ""},
+                                      {"--unplug@", "--unplug", "3@"}};
+
 std::vector<std::string> spell_out(int argc, char** argv) {
-    constexpr std::string_view reboot = "--reboot@", unplug = "--unplug@";
-    constexpr std::string_view restart = "--restart@";
     std::vector<std::string> args;
     for (int i = 1; i < argc; i++) {
         const std::string_view arg = argv[i];
-        if (arg.substr(0, reboot.size()) == reboot) {
-            args.insert(args.end(), {"--reboot", std::string(arg.substr(reboot.size()))});
-        } else if (arg.substr(0, restart.size()) == restart) {
-            args.insert(args.end(), {"--restart", std::string(arg.substr(restart.size()))});
-        } else if (arg.substr(0, unplug.size()) == unplug) {
-            args.insert(args.end(), {"--unplug", "3@" + std::string(arg.substr(unplug.size()))});
-        } else {
+        const auto* found =
+            std::find_if(std::begin(short_forms), std::end(short_forms),
+                         [&](const short_form& each) { return arg.starts_with(each.form); });
+        if (found == std::end(short_forms)) {
             args.emplace_back(arg);
+        } else {
+            args.emplace_back(found->option);
+            args.push_back(std::string(found->value) += arg.substr(found->form.size()));
         }
     }
     std::reverse(args.begin(), args.end());  // the parser takes them from the back

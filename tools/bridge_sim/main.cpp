@@ -1,17 +1,16 @@
 // bridge_sim: a board that is not there.
 
-#include <cstdio>
 #include <exception>
 
 #include "base/standard_streams.h"
 #include "bridge_sim/command_line.h"
+#include "bridge_sim/messages.h"
 
 int main(int argc, char** argv) {
     tvr_hold_standard_streams();
     try {
         return bridge_sim::run_command_line(argc, argv);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "bridge_sim: %s\n", e.what());
-        return 1;
+        return bridge_sim::fail(e.what());
     }
 }

@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "base/clock.h"
-#include "bridge_sim/line_writer.h"
+#include "bridge_sim/messages.h"
 #include "bridge_sim/stop_signals.h"
 #include "net/base.h"
 #include "net/os_socket.h"
@@ -27,7 +27,6 @@ namespace {
 constexpr int first_port = 6454, last_port = 6554;
 constexpr double down_s = 0.5;    // a relay that fails is back after so long
 constexpr double linger_s = 5.0;  // for the last lines to be acknowledged, at most
-constexpr int most_reports = 20;  // of unknown commands
 constexpr auto text_format = tvrnet_pkt_dataformat::text;
 
 struct relay_counts {
@@ -145,7 +144,6 @@ private:
     void send_due(double now);
     void send(const sent_line& line);
     bool send_sound(const std::string& text);
-    void report_unknown(const std::string& command);
     bool is_over(double now);
     void summarise() const;
 
@@ -158,29 +156,22 @@ private:
     size_t next_restart = 0;
     double end = std::numeric_limits<double>::infinity();
     relay_counts counted;
-    int reports = 0;
+    unknown_commands unknown;
 };
 
 bool player::come_up() {
     up = std::make_unique<relay_node>(wish);
     if (!up->open()) {
-        std::fprintf(stderr, "bridge_sim: no port between %d and %d is free\n", first_port,
-                     last_port);
+        say("no port between " + std::to_string(first_port) + " and " + std::to_string(last_port) +
+            " is free");
         return false;
     }
     up->node.add_command("deckbus_cmd", [this](const tvrnet_ip&, const uint8_t* data, size_t size,
                                                const tvrnet_pkt_header&) {
         const std::string command(reinterpret_cast<const char*>(data), size);
-        if (!device.command(command, tvr_now_s())) report_unknown(command);
+        if (!device.command(command, tvr_now_s())) unknown.tell(command);
     });
     return true;
-}
-
-void player::report_unknown(const std::string& command) {
-    if (reports++ >= most_reports) return;
-    constexpr size_t shown = 80;
-    std::fprintf(stderr, "bridge_sim: unknown command \"%s\"\n",
-                 json_escape(command.substr(0, shown)).c_str());
 }
 
 void player::play_restarts(double now) {
@@ -219,14 +210,13 @@ void player::send(const sent_line& line) {
 
 // A line of sound as a packet. False when it is none that could be one.
 bool player::send_sound(const std::string& text) {
-    const auto line = nlohmann::json::parse(text, nullptr, false);
-    if (!line.is_object()) return false;
+    const ordered_json line = ordered_json::parse(text);  // the board wrote it
     deckbus::audio_chunk chunk;
-    chunk.sample_rate = line.value("sr", 0);
-    chunk.seq = line.value("seq", 0U);
-    chunk.us = line.value("us", int64_t(0));
+    chunk.sample_rate = int(integer_of(line, "sr", 0));
+    chunk.seq = uint32_t(integer_of(line, "seq", 0));
+    chunk.us = integer_of(line, "us", 0);
     chunk.source = 2;  // the relay itself
-    if (!deckbus::base64_decode(line.value("d", ""), chunk.pcm)) return false;
+    if (!deckbus::base64_decode(text_of(line, "d"), chunk.pcm) || chunk.pcm.empty()) return false;
     const std::vector<uint8_t> packet = deckbus::net::make_pcm_packet(chunk);
     if (packet.size() > tvrnet_max_payload) return false;
     for (const auto& listener : up->node.connected_devices()) {
@@ -244,8 +234,7 @@ bool player::is_over(double now) {
 
 int player::run() {
     if (!come_up()) return 1;
-    std::fprintf(stderr, "bridge_sim: %s is ready (%s)\n", wish.name.c_str(),
-                 tvrnet_text(up->node.udp->local_adr().ip).c_str());
+    say(wish.name + " is ready (" + tvrnet_text(up->node.udp->local_adr().ip) + ")");
     constexpr double ms_per_s = 1000.0;
     while (!signals.came()) {
         const double now = tvr_now_s();
@@ -282,14 +271,11 @@ void player::summarise() const {
 int relay(relay_wish wish) {
     std::string error;
     const board_script script = load_script(wish.file, error);
-    if (script.lines.empty()) {
-        std::fprintf(stderr, "bridge_sim: %s\n", error.c_str());
-        return 1;
-    }
+    if (script.lines.empty()) return fail(error);
     for (const std::string& text : wish.peers) {
         tvrnet_ip ip;
         if (tvrnet_parse_ip(text, tvrnet_default_port, ip)) continue;
-        std::fprintf(stderr, "bridge_sim: \"%s\" is no IPv4 address\n", text.c_str());
+        say("\"" + text + "\" is no IPv4 address");
         return 2;
     }
     std::sort(wish.restarts.begin(), wish.restarts.end());

@@ -11,7 +11,7 @@
 
 #include "base/clock.h"
 #include "bridge_sim/command_lines.h"
-#include "bridge_sim/line_writer.h"
+#include "bridge_sim/messages.h"
 #include "bridge_sim/pty_port.h"
 #include "bridge_sim/stop_signals.h"
 
@@ -21,7 +21,6 @@ namespace {
 
 constexpr double look_for_client_s = 0.01;  // a terminal does not tell when it is opened
 constexpr double linger_s = 0.5;            // for the last lines to be read
-constexpr int most_reports = 20;            // of unknown commands
 
 struct line_counts {
     int64_t lines = 0, bytes = 0;      // sent
@@ -43,7 +42,6 @@ private:
     void send_due(double now);
     void send(const sent_line& line);
     void take_commands(double now);
-    void report_unknown(const std::string& command);
     void follow_client();
     bool plug();
     bool wait(double now);
@@ -60,7 +58,7 @@ private:
     size_t next_mishap = 0;
     double stalled_until = 0, plug_at = std::numeric_limits<double>::infinity();
     bool client = false;
-    int reports = 0;
+    unknown_commands unknown;
     bool failed = false;
 };
 
@@ -69,7 +67,7 @@ bool server::plug() {
     client = false;
     incoming.clear();
     if (port.plug(error)) return true;
-    std::fprintf(stderr, "bridge_sim: %s\n", error.c_str());
+    say(error);
     failed = true;
     return false;
 }
@@ -125,13 +123,6 @@ void server::send(const sent_line& line) {
     counted.garbled += harmed;
 }
 
-void server::report_unknown(const std::string& command) {
-    if (reports++ >= most_reports) return;
-    constexpr size_t shown = 80;
-    std::fprintf(stderr, "bridge_sim: unknown command \"%s\"\n",
-                 json_escape(command.substr(0, shown)).c_str());
-}
-
 // A board that hangs does not listen either.
 void server::take_commands(double now) {
     std::string data;
@@ -139,7 +130,7 @@ void server::take_commands(double now) {
     if (now < stalled_until) return;
     incoming.add(data);
     for (std::string command; incoming.next(command);) {
-        if (!device.command(command, now)) report_unknown(command);
+        if (!device.command(command, now)) unknown.tell(command);
     }
 }
 
@@ -169,20 +160,16 @@ bool server::wait(double now) {
     pollfd fds[2] = {{signals.descriptor, POLLIN, 0}, {client ? port.fd() : -1, POLLIN, 0}};
     if (port.stuck()) fds[1].events |= POLLOUT;
     if (ppoll(fds, 2, &time, nullptr) < 0 && errno != EINTR) {
-        std::fprintf(stderr, "bridge_sim: poll: %s\n", std::strerror(errno));
+        say(std::string("poll: ") + std::strerror(errno));
         failed = true;
     }
     return (fds[0].revents & POLLIN) == 0;
 }
 
 int server::run() {
-    if (signals.descriptor < 0) {
-        std::fprintf(stderr, "bridge_sim: signalfd: %s\n", std::strerror(errno));
-        return 1;
-    }
+    if (signals.descriptor < 0) return fail(std::string("signalfd: ") + std::strerror(errno));
     if (!plug()) return 1;
-    std::fprintf(stderr, "bridge_sim: %s is ready (%s)\n", wish.link.c_str(),
-                 port.terminal().c_str());
+    say(wish.link + " is ready (" + port.terminal() + ")");
     double end = std::numeric_limits<double>::infinity();
     while (!failed) {
         const double now = tvr_now_s();
@@ -216,10 +203,7 @@ void server::summarise() const {
 int serve(serve_wish wish) {
     std::string error;
     const board_script script = load_script(wish.file, error);
-    if (script.lines.empty()) {
-        std::fprintf(stderr, "bridge_sim: %s\n", error.c_str());
-        return 1;
-    }
+    if (script.lines.empty()) return fail(error);
     wish.faults.sort();
     return server(script, wish, tvr_now_s()).run();
 }

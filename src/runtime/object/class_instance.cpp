@@ -8,9 +8,9 @@
 #include "runtime/log/log.h"
 #include "runtime/value/payload_pools.h"
 
-void tvr_class::start(tvr_program_block_class& of, std::vector<tvrvar_shared> values) {
+void tvr_class::start(tvr_program_block_class& of, tvr_task& globals) {
     definition.acquire(&of);
-    members = std::move(values);
+    scope = &globals;
     tvr_log().verbose("tvr_class created. ");
 }
 
@@ -76,10 +76,12 @@ void tvr_class::release() {
 void tvr_class::dispose() {
     if (queue_destructors()) return;
     tvr_log().verbose("tvr_class destroyed. ");
-    std::vector<tvrvar_shared> going = std::move(members);
-    members.clear();
+    constexpr size_t most_kept = 16;  // members whose memory waits for the next instance
+    std::vector<tvrvar_shared> going;
+    going.swap(members);  // what ends with them finds none here
     definition.release();
     destructors_ran = false;
     going.clear();
+    if (members.empty() && going.capacity() <= most_kept) members.swap(going);
     tvr_pool_give(this);
 }

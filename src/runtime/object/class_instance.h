@@ -23,8 +23,9 @@ class tvr_program_block_class;
 
 class tvr_class : public tvr_instance {
 public:
-    // Gives the instance its class and members. The definition may go before the instance does.
-    void start(tvr_program_block_class& of, std::vector<tvrvar_shared> values);
+    // Gives the instance its class, and the globals that its methods see. The definition may go
+    // before the instance does. Members are for the caller to fill in.
+    void start(tvr_program_block_class& of, tvr_task& globals);
 
     // The member in a slot; null for a slot that is none.
     tvrvar* get_member(size_t member_slot) const {

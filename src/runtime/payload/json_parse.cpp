@@ -57,24 +57,25 @@ public:
     explicit json_builder(tvrvar& into) : result(into) {}
 
     bool null() override {
-        next();
-        return true;
+        tvrvar none;
+        return put(none);
     }
     bool boolean(bool value) override {
         next().as_object(new tvr_std_json_bool(value));
         return true;
     }
     bool number_integer(number_integer_t value) override {
-        next().as_int(value);
-        return true;
+        tvrvar number;
+        number.as_int(value);
+        return put(number);
     }
     bool number_unsigned(number_unsigned_t value) override {
-        next().as_int(int64_t(value));
-        return true;
+        return number_integer(int64_t(value));
     }
     bool number_float(number_float_t value, const string_t&) override {
-        next().as_float(value);
-        return true;
+        tvrvar number;
+        number.as_float(value);
+        return put(number);
     }
     bool string(string_t& value) override {
         next().as_string(std::string_view(value));
@@ -88,7 +89,7 @@ public:
     bool key(string_t& value) override {
         container& to = open.back();
         if (read.size() > to.first && read.back().name() >= value) to.sorted = false;
-        read.push_back({keys.get(value), tvrvar_shared::make()});
+        read.emplace_back().key = keys.get(value);
         has_key = true;
         return true;
     }
@@ -110,12 +111,20 @@ private:
         bool sorted = true;
     };
 
-    // The variable for the next value: of the key that was read, the result itself, or of a new
-    // element.
-    tvrvar& next() {
-        if (open.empty()) return result;
-        if (!std::exchange(has_key, false)) read.push_back({{}, tvrvar_shared::make()});
-        return *read.back().value;
+    // The entry for the next value: of the key that was read, or a new element.
+    tvr_compact_value& next_entry() {
+        if (!std::exchange(has_key, false)) read.emplace_back();
+        return read.back().value;
+    }
+    // The variable for it: the entry's, or the result itself.
+    tvrvar& next() { return open.empty() ? result : *next_entry(); }
+    bool put(tvrvar& primitive) {
+        if (open.empty()) {
+            result.set(primitive);
+        } else if (tvr_compact_value& place = next_entry(); !place.write_here(primitive)) {
+            place->set(primitive);
+        }
+        return true;
     }
     bool open_container() {
         too_deep = open.size() == tvr_max_json_depth;

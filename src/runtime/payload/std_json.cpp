@@ -109,14 +109,14 @@ size_t tvr_std_json::place_of(std::string_view key) {
     return nowhere;
 }
 
-tvrvar* tvr_std_json::find(std::string_view key) {
+tvr_compact_value* tvr_std_json::find_entry(std::string_view key) {
     const size_t place = place_of(key);
-    return place != nowhere ? entries[place].value.get() : nullptr;
+    return place != nowhere ? &entries[place].value : nullptr;
 }
 
-tvrvar_shared tvr_std_json::get_member(std::string_view key) {
-    if (tvrvar* found = find(key)) return tvrvar_shared(found);
-    return create_member(key);
+tvr_compact_value& tvr_std_json::entry_for(std::string_view key) {
+    tvr_compact_value* found = find_entry(key);
+    return found != nullptr ? *found : create_member(key);
 }
 
 tvrvar_shared tvr_std_json::get_member(int64_t place) {
@@ -127,17 +127,16 @@ tvrvar_shared tvr_std_json::get_member(int64_t place) {
     return tvrvar_shared::make();
 }
 
-tvrvar_shared& tvr_std_json::create_member() {
-    push_back(tvrvar_shared::make());
-    return entries.back().value;
+tvr_compact_value& tvr_std_json::create_member() {
+    return entries.emplace_back().value;
 }
 
-tvrvar_shared& tvr_std_json::create_member(std::string_view key) {
+tvr_compact_value& tvr_std_json::create_member(std::string_view key) {
     return create_member(tvr_json_key(key));
 }
 
-tvrvar_shared& tvr_std_json::create_member(const tvr_json_key& key) {
-    add_member(tvrvar_shared::make(), key);
+tvr_compact_value& tvr_std_json::create_member(const tvr_json_key& key) {
+    add_entry({}, key);
     return entries.back().value;
 }
 
@@ -146,7 +145,10 @@ void tvr_std_json::add_member(tvrvar_shared value, std::string_view key) {
 }
 
 void tvr_std_json::add_member(tvrvar_shared value, tvr_json_key key) {
-    if (!value) value = tvrvar_shared::make();
+    add_entry(tvr_compact_value(value), std::move(key));
+}
+
+void tvr_std_json::add_entry(tvr_compact_value value, tvr_json_key key) {
     entries.push_back({std::move(key), std::move(value)});
     if (!entries.back().has_key()) return;
     ++keyed;
@@ -158,7 +160,6 @@ void tvr_std_json::add_member(tvrvar_shared value, tvr_json_key key) {
 void tvr_std_json::set(std::string_view key, tvrvar_shared value) {
     const size_t place = place_of(key);
     if (place == nowhere) return add_member(std::move(value), key);
-    if (!value) value = tvrvar_shared::make();
     entries[place].value = std::move(value);
 }
 
@@ -166,9 +167,8 @@ void tvr_std_json::set(tvr_std_json& other) {
     if (&other == this) return;
     clear();
     for (size_t i = 0; i < other.entries.size(); ++i) {
-        tvrvar_shared copy = tvrvar_shared::make();
-        copy->set(other.entries[i].value);
-        add_member(std::move(copy), other.entries[i].key);
+        tvr_compact_value copy = other.entries[i].value.copy();  // may change `other`
+        add_entry(std::move(copy), other.entries[i].key);
     }
 }
 
@@ -231,6 +231,7 @@ std::vector<json_pointer> walk(tvr_std_json& from, ENTER enter) {
         tvr_std_json& json = *met[i];
         enter(json);
         for (const tvr_std_json::entry& e : json.entries) {
+            if (!e.value.is_variable()) continue;
             auto* below = e.value->object<tvr_std_json>();
             if (below != nullptr && known.insert(below).second) met.emplace_back(below);
         }

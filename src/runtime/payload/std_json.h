@@ -18,13 +18,14 @@
 #include "runtime/local/pool_set.h"
 #include "runtime/object/object.h"
 #include "runtime/payload/json_key.h"
+#include "runtime/value/compact_value.h"
 
 class tvr_std_json : public tvrobject<tvr_std_json, "std.json"> {
 public:
     // A key once given does not change. An empty one is none: two words are all a list pays.
     struct entry {
         tvr_json_key key;
-        tvrvar_shared value;  // never null
+        tvr_compact_value value;
 
         std::string_view name() const { return key.text(); }
         bool has_key() const { return bool(key); }
@@ -38,23 +39,29 @@ public:
     size_t size() const { return entries.size(); }
     bool is_list() const { return keyed == 0; }
 
-    // The value under a key, null without one.
-    tvrvar* find(std::string_view key);
-    bool has(std::string_view key) { return find(key) != nullptr; }
+    // The value under a key, null without one. That of an entry is valid until the next change.
+    tvr_compact_value* find_entry(std::string_view key);
+    tvrvar* find(std::string_view key) {
+        const tvr_compact_value* found = find_entry(key);
+        return found != nullptr ? found->get() : nullptr;
+    }
+    bool has(std::string_view key) { return find_entry(key) != nullptr; }
 
     // The value under a key, made as none when it is missing.
-    tvrvar_shared get_member(std::string_view key);
+    tvrvar_shared get_member(std::string_view key) { return entry_for(key); }
+    tvr_compact_value& entry_for(std::string_view key);
     // By position, from the end when negative; outside it is a runtime error and a new none.
     tvrvar_shared get_member(int64_t index);
 
-    // Appends a none and returns its slot, which is valid until the next change.
-    tvrvar_shared& create_member();
-    tvrvar_shared& create_member(std::string_view key);
-    tvrvar_shared& create_member(const tvr_json_key& key);
+    // Appends a none and returns its place, which is valid until the next change.
+    tvr_compact_value& create_member();
+    tvr_compact_value& create_member(std::string_view key);
+    tvr_compact_value& create_member(const tvr_json_key& key);
     // Appends without looking for an older entry of that key.
     void add_member(tvrvar_shared value, std::string_view key = {});
     void add_member(tvrvar_shared value, tvr_json_key key);
-    void push_back(tvrvar_shared value) { add_member(std::move(value), tvr_json_key()); }
+    void push_back(const tvrvar_shared& value) { add_entry(tvr_compact_value(value), {}); }
+    void add_entry(tvr_compact_value value, tvr_json_key key);
 
     // Puts a value under a key, replacing the one there, or behind all others without a key.
     void set(std::string_view key, tvrvar_shared value);

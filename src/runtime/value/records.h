@@ -4,9 +4,12 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "runtime/local/pool_set.h"
 #include "runtime/memory/pointer.h"
+#include "runtime/value/compact_value.h"
+#include "runtime/value/payload_pools.h"
 #include "runtime/value/value.h"
 
 struct tvr_function_def;
@@ -15,10 +18,10 @@ struct tvr_function_def;
 // and all variables that it was assigned to share it.
 struct tvrvar_ptr_function {
     tvrptr_weak<tvr_program_block_routine> routine;
-    tvrptr_weak<tvr_task> task;                // the scope that it closes over
-    tvrptr_weak<tvr_instance> self;            // `this`, null for none
-    tvrptr_strong<tvrvector_shared> captures;  // null for none
-    uint32_t owners = 1;                       // variables
+    tvrptr_weak<tvr_task> task;      // the scope that it closes over
+    tvrptr_weak<tvr_instance> self;  // `this`, null for none
+    std::vector<tvr_compact_value> captures;
+    uint32_t owners = 1;  // variables, and calls that are being prepared
     uint8_t slot = tvr_not_pooled;
 };
 
@@ -70,6 +73,20 @@ struct tvr_pool_traits<tvrvar_ptr_member_index>
 template <>
 struct tvr_pool_traits<tvrvar_ptr_member_var>
     : tvr_record_traits<tvrvar_ptr_member_var, tvr_pool_kind::member_vars> {};
+
+// Keeps a function while a call of it is being prepared: its variable may be written meanwhile.
+class tvr_function_hold {
+public:
+    explicit tvr_function_hold(tvrvar_ptr_function& of) : function(&of) { ++function->owners; }
+    ~tvr_function_hold() {
+        if (--function->owners == 0) tvr_pool_give(function);
+    }
+    tvr_function_hold(const tvr_function_hold&) = delete;
+    tvr_function_hold& operator=(const tvr_function_hold&) = delete;
+
+private:
+    tvrvar_ptr_function* function;
+};
 
 template <>
 struct tvr_pool_traits<tvrvar> {

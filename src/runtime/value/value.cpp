@@ -3,6 +3,7 @@
 #include "runtime/local/error_sink.h"
 #include "runtime/log/log.h"
 #include "runtime/object/object.h"
+#include "runtime/value/compact_value.h"
 #include "runtime/value/payload_pools.h"
 #include "runtime/value/records.h"
 
@@ -31,22 +32,43 @@ tvrvar* tvrvar_new() {
     return tvr_pool_take<tvrvar>();
 }
 
+void tvr_compact_value::make_variable() const {
+    tvrvar* made = tvrvar_new();
+    made->refcount = 1;
+    read_here(*made);
+    word = std::bit_cast<uint64_t>(made);
+}
+
+namespace {
+
 // A variable that another thread lets go of travels home with all that it holds: the counts of
 // its payload are the interpreter's, and only there they may be touched. The pool of variables
 // exists by then, since every interpreter makes it when it begins.
-void tvrvar_free(tvrvar* variable) {
-    if (variable->refcount < 0) [[unlikely]]
-        return tvr_log().err("refcount < 0 !!!");
+[[gnu::noinline]] void free_out_of_the_ordinary(tvrvar* variable) {
+    if (variable->refcount < 0) return tvr_log().err("refcount < 0 !!!");
     const tvr_thread_local& local = tvr_local();
-    if (local.pools == nullptr) [[unlikely]] {
+    if (local.pools == nullptr) {
         tvr_pool_arrived(*variable);  // a pooled one leaks: its pool is gone or unknown
         return;
     }
     const bool pooled = variable->slot != tvr_not_pooled;
-    if (!local.is_script_thread() && (pooled || !variable->is_primitive())) [[unlikely]] {
+    if (!local.is_script_thread() && (pooled || !variable->is_primitive())) {
         return local.pools->of<tvrvar>().deallocate_from_thread(variable);
     }
     if (tvr_pool_arrived(*variable)) local.pools->of<tvrvar>().deallocate(variable);
+}
+
+}  // namespace
+
+void tvrvar_free(tvrvar* variable) {
+    const tvr_thread_local& local = tvr_local();
+    const bool plain = variable->refcount == 0 && variable->slot != tvr_not_pooled;
+    if (!plain || local.pools == nullptr || !local.is_script_thread()) [[unlikely]]
+        return free_out_of_the_ordinary(variable);
+    variable->as_none();
+    variable->flags = 0;
+    variable->refcount = 0;  // what the payload's end did to it
+    local.pools->of<tvrvar>().deallocate(variable);
 }
 
 void tvrvar::release_payload() {

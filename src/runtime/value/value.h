@@ -5,6 +5,7 @@
 // This folder:
 //
 //   value.h          the record and its owning handle
+//   compact_value.h  a value for which no variable has been made yet
 //   value_types.h    the types, their numbers and names
 //   records.h        what functions and member handles carry besides one pointer
 //   instance.h       what a value asks of an instance of a script class
@@ -307,10 +308,4 @@ public:
 
 private:
     tvrvar_shared held;
-};
-
-// A vector of values that several frames can hold: arguments of native calls, lambda captures.
-class tvrvector_shared : public tvrptr_base_internal {
-public:
-    std::vector<tvrvar_shared> values;
 };

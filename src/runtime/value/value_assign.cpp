@@ -68,7 +68,9 @@ void copy_function(tvrvar& target, const tvrvar& source) {
     made.function = tvr_pool_take<tvrvar_ptr_function>();
     made.function->routine = source.function->routine;
     made.function->self = source.function->self;
-    made.function->captures = source.function->captures;
+    for (const tvr_compact_value& each : source.function->captures) {
+        made.function->captures.emplace_back(tvrvar_shared(each));
+    }
     tvrptr_control_block* root = tvr_local().root_task;
     if (root != nullptr) made.function->task.acquire(root);
     target.take(made);

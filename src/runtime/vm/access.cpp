@@ -34,6 +34,22 @@ void answer(const tvr_step& step, tvrvar& found) {
     tvr_release_cell(std::exchange(step.cell(step.op->a), &found));
 }
 
+// The same for an entry, whose variable is made only where it has to be.
+void answer_entry(const tvr_step& step, const tvr_compact_value& found) {
+    tvrvar* into = step.cell(step.op->a);
+    if (found.is_number_here() && !wants_handle(step) && tvr_is_free_to_write(into)) {
+        return found.read_here(*into);
+    }
+    const tvrvar_shared held = found;
+    answer(step, *held);
+}
+
+void write_entry(tvr_compact_value& entry, tvrvar& value) {
+    if (!entry.is_variable() && entry.write_here(value)) return;
+    const tvrvar_shared held = entry;
+    held->set(value);
+}
+
 void answer_owned(const tvr_step& step, tvrvar_shared found) {
     tvr_put_owned(step.frame, step.op->a, std::move(found));
 }
@@ -104,15 +120,16 @@ void get_of_class(const tvr_step& step, tvr_member_site& site, tvr_class& instan
 }
 
 void get_of_json(const tvr_step& step, const tvr_member_site& site, tvr_std_json& json) {
-    if (tvrvar* found = json.find(*site.name)) return answer(step, *found);
+    if (const tvr_compact_value* found = json.find_entry(*site.name)) {
+        return answer_entry(step, *found);
+    }
     if (tvr_function_def* method = json.metadata->find_function(*site.name)) {
         tvrvar_shared bound = tvrvar_shared::make();
         bound->as_function(method, &json);
         return answer_owned(step, std::move(bound));
     }
     if (site.optional) return answer_none(step);
-    const tvrvar_shared made = json.get_member(*site.name);
-    answer(step, *made);
+    answer_entry(step, json.entry_for(*site.name));
 }
 
 void get_of_object(const tvr_step& step, tvr_member_site& site, tvrobject_base& object) {
@@ -210,8 +227,7 @@ void set_of_value(const tvr_step& step, tvr_member_site& site, tvrvar& target, t
     case tvrvar_type_float:
     case tvrvar_type_string:
     case tvrvar_type_json: {
-        const tvrvar_shared entry = target.as_json(false).get_member(*site.name);
-        return entry->set(value);
+        return write_entry(target.as_json(false).entry_for(*site.name), value);
     }
     default:
         runtime_error("type '", tvrvar_type_name(target.type), "' has no member '", *site.name,
@@ -273,16 +289,7 @@ void index_class(const tvr_step& step, tvrvar& container, tvrvar& key) {
     answer(step, *found);
 }
 
-// The entry of a json under a text, made when it is missing.
-tvrvar_shared entry_of(tvrvar& container, tvrvar& key) {
-    auto& json = *static_cast<tvr_std_json*>(container.block->object);
-    return json.get_member(static_cast<tvr_std_string*>(key.block->object)->text);
-}
-
 void index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key) {
-    if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
-        return answer(step, *entry_of(container, *key));
-    }
     switch (container.type) {
     case tvrvar_type_class: return index_class(step, container, *key);
     case tvrvar_type_none: container.as_json(true); break;
@@ -329,9 +336,6 @@ void set_character(tvrvar& text, bool is_place, tvrvar_shared& key, tvrvar& valu
 }
 
 void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key, tvrvar& value) {
-    if (container.type == tvrvar_type_json && key->type == tvrvar_type_string) {
-        return entry_of(container, *key)->set(value);
-    }
     if (auto* method = tvr_operator_of(container, tvr_operator_setitem)) {
         tvrvar* const args[] = {key.get(), &value};
         tvr_push_operator(step, *method, *static_cast<tvr_class*>(container.block->object), args, 0,
@@ -351,11 +355,45 @@ void set_index_value(const tvr_step& step, tvrvar& container, tvrvar_shared& key
     if (!step.task.error_pending) element->set(value);
 }
 
+// The json and the text of json["key"]; null for anything else.
+tvr_std_json* keyed_json(const tvrvar& container, const tvrvar& key) {
+    if (container.type != tvrvar_type_json || key.type != tvrvar_type_string) return nullptr;
+    return static_cast<tvr_std_json*>(container.block->object);
+}
+const std::string& key_text(const tvrvar& key) {
+    return static_cast<const tvr_std_string*>(key.block->object)->text;
+}
+
+// json["key"]. False for anything else.
+bool index_by_text(const tvr_step& step) {
+    const tvrvar& key = *step.cell(step.op->c);
+    tvr_std_json* json = keyed_json(*step.cell(step.op->b), key);
+    if (json == nullptr) return false;
+    const bool optional = step.op->code == op::op_index_optional;
+    const tvr_compact_value* found =
+        optional ? json->find_entry(key_text(key)) : &json->entry_for(key_text(key));
+    if (found == nullptr) {
+        answer_none(step);
+    } else {
+        answer_entry(step, *found);
+    }
+    return true;
+}
+
+// json["key"] = value. False for anything else.
+bool set_by_text(const tvr_step& step) {
+    const tvrvar& key = *step.cell(step.op->b);
+    tvr_std_json* json = keyed_json(*step.cell(step.op->a), key);
+    if (json == nullptr) return false;
+    write_entry(json->entry_for(key_text(key)), *step.cell(step.op->c));
+    return true;
+}
+
 }  // namespace
 
 void tvr_step_index(const tvr_step& step) {
     const int container = step.op->b, index = step.op->c, into = step.op->a;
-    {
+    if (!index_by_text(step)) {
         const tvrvar_shared value = step.cell(container)->deref();
         tvrvar_shared key = step.cell(index)->deref();
         if (step.op->code == op::op_index_optional) {
@@ -369,7 +407,7 @@ void tvr_step_index(const tvr_step& step) {
 }
 
 void tvr_step_set_index(const tvr_step& step) {
-    {
+    if (!set_by_text(step)) {
         const tvrvar_shared value = step.cell(step.op->a)->deref();
         tvrvar_shared key = step.cell(step.op->b)->deref();
         set_index_value(step, *value, key, *step.cell(step.op->c));

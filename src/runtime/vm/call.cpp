@@ -63,7 +63,7 @@ struct script_call {
     tvr_program_block_routine* routine;
     tvr_task* base;
     tvr_class* self = nullptr;
-    tvrvector_shared* captures = nullptr;
+    const tvrvar_ptr_function* lambda = nullptr;  // whose captures the call finds
     tvr_result_mode mode = tvr_result_mode::keep;
 };
 
@@ -84,7 +84,7 @@ void call_script(const tvr_step& step, const tvr_call_site& site, const script_c
     if (callee == nullptr) return abandon(step, site);
     if (call.self != nullptr) callee->set_self(call.self);
     pass_arguments(step, *callee, site);
-    if (call.captures != nullptr) tvr_set_captures(*callee, *call.captures);
+    if (call.lambda != nullptr) tvr_set_captures(*callee, *call.lambda);
     callee->result_cell = step.op->a;
     callee->result_mode = step.op->a == tvr_no_register && call.mode == tvr_result_mode::keep
                               ? tvr_result_mode::discard
@@ -133,11 +133,13 @@ void call_native(const tvr_step& step, const tvr_call_site& site, tvr_function_d
     tvr_put_owned(step.frame, step.op->a, std::move(result));
 }
 
-tvr_class* new_instance(const tvr_program_block_class& definition, tvr_task& scope,
-                        std::vector<tvrvar_shared> members) {
-    auto* made = tvr_pool_take<tvr_class>();
-    made->start(const_cast<tvr_program_block_class&>(definition), std::move(members));
-    made->scope = &scope;
+// Without members yet. Until they are there, its end runs no destructor.
+tvrptr_strong<tvr_class> new_instance(tvr_program_block_class& definition, tvr_task& scope,
+                                      size_t num_members) {
+    tvrptr_strong<tvr_class> made(tvr_pool_take<tvr_class>());
+    made->start(definition, scope);
+    made->destructors_ran = true;
+    made->members.reserve(num_members);
     return made;
 }
 
@@ -156,11 +158,14 @@ void make_instance(const tvr_step& step, const tvr_call_site& site,
     tvr_machine_code* body = tvr_code_of(definition);
     if (body == nullptr) return abandon(step, site);
     if (body->has_template) {
-        std::vector<tvrvar_shared> members;
-        members.reserve(body->member_template.size());
-        for (const int32_t of : body->member_template) members.push_back(first_value(*body, of));
+        tvrptr_strong<tvr_class> made =
+            new_instance(definition, base, body->member_template.size());
+        for (const int32_t of : body->member_template) {
+            made->members.push_back(first_value(*body, of));
+        }
+        made->destructors_ran = false;
         step.frame.holds_more = true;
-        step.frame.making.acquire(new_instance(definition, base, std::move(members)));
+        step.frame.making = std::move(made);
         return;
     }
     tvr_vm_context* callee =
@@ -201,12 +206,12 @@ void call_function(const tvr_step& step, const tvr_call_site& site, tvrvar_ptr_f
     }
     const tvrptr_strong<tvr_task> scope = function.task.lock();
     const tvrptr_strong<tvr_instance> self = function.self.lock();
-    const tvrptr_strong<tvrvector_shared> captures = function.captures;
+    const tvr_function_hold hold(function);
     call_script(step, site,
                 {.routine = routine.get(),
                  .base = scope ? scope.get() : step.frame.base_task,
                  .self = static_cast<tvr_class*>(self.get()),
-                 .captures = captures.get()});
+                 .lambda = &function});
 }
 
 void call_value(const tvr_step& step, const tvr_call_site& site, tvrvar& callee) {
@@ -438,14 +443,12 @@ void tvr_step_call_method(const tvr_step& step) {
 void tvr_step_make_instance(const tvr_step& step) {
     auto& definition = static_cast<tvr_program_block_class&>(*step.frame.machine->routine);
     const size_t count = definition.variables.size();
-    std::vector<tvrvar_shared> members;
-    members.reserve(count);
+    const tvrptr_strong<tvr_class> made = new_instance(definition, *step.frame.base_task, count);
     for (size_t i = 0; i < count; ++i) {
-        members.emplace_back(step.frame.cells[i]);
+        made->members.emplace_back(step.frame.cells[i]);
         tvr_release_cell(std::exchange(step.frame.cells[i], tvr_new_cell()));
     }
-    const tvrptr_strong<tvr_class> made(
-        new_instance(definition, *step.frame.base_task, std::move(members)));
+    made->destructors_ran = false;
     tvr_vm_context* caller = step.frame.caller;
     if (caller != nullptr) {
         caller->making = made;

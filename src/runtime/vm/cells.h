@@ -7,17 +7,12 @@
 // temporary gets another cell instead, while a variable keeps its own: that is what the reference
 // looks at. Script thread.
 
-#include <cstring>
-
 #include "runtime/vm/machine_code.h"
 
-// One owner, and a type that is written over without being released: count 1, type below 4, in the
-// first eight bytes of the record.
+// One owner, and a type that is written over without being released. Field by field: a load of
+// eight bytes would wait for the one byte that an operation before has just stored in them.
 inline bool tvr_is_free_to_write(const tvrvar* cell) {
-    constexpr uint64_t mask = 0x00FC'0000'FFFF'FFFF, wanted = 1;
-    uint64_t head;
-    std::memcpy(&head, cell, sizeof head);
-    return (head & mask) == wanted;
+    return cell->refcount == 1 && cell->is_primitive();
 }
 
 inline tvrvar* tvr_new_cell() {
@@ -33,10 +28,7 @@ inline void tvr_release_cell(tvrvar* cell) {
 // Free to write and without flags: nothing that the next call of the function could notice but the
 // number in it.
 inline bool tvr_is_reset_but_for_number(const tvrvar* cell) {
-    constexpr uint64_t mask = 0x00FC'00FF'FFFF'FFFF, wanted = 1;
-    uint64_t head;
-    std::memcpy(&head, cell, sizeof head);
-    return (head & mask) == wanted;
+    return cell->refcount == 1 && cell->is_primitive() && cell->flags == 0;
 }
 
 // What is left when a variable's or a temporary's time is over: none, in a cell of its own.

@@ -89,12 +89,31 @@ bool take_member(const tvr_vm_context& frame, const tvr_machine_op* op,
     return false;
 }
 
-// The cell of a json's element by int; null where that takes more thought.
-tvrvar* plain_element(const tvrvar* container, const tvrvar* index) {
+// A json's element by int; null where that takes more thought.
+tvr_compact_value* plain_element(const tvrvar* container, const tvrvar* index) {
     if (container->type != tvrvar_type_json || index->type != tvrvar_type_int) return nullptr;
     auto& entries = static_cast<tvr_std_json*>(container->block->object)->entries;
     if (uint64_t(index->integer) >= entries.size()) return nullptr;
-    return entries[size_t(index->integer)].value.get();
+    return &entries[size_t(index->integer)].value;
+}
+
+// An element that is a number, into a cell that is free to write.
+bool copy_number(tvrvar* into, const tvr_compact_value& from) {
+    if (from.is_int()) [[likely]] {
+        if (!tvr_is_free_to_write(into)) return false;
+        write_int(into, from.int_here());
+        return true;
+    }
+    if (from.is_variable()) return copy_number(into, from.variable());
+    if (!from.is_number_here() || !tvr_is_free_to_write(into)) return false;
+    from.read_here(*into);
+    return true;
+}
+
+// A number over an element that is a number or none.
+bool copy_number(tvr_compact_value& into, const tvrvar* from) {
+    if (into.is_variable()) return copy_number(into.variable(), from);
+    return is_int_or_float(from) && into.write_here(*from);
 }
 
 // The member's cell where the site knows the class.
@@ -164,9 +183,9 @@ tvr_vm_context* push_value_call(tvr_task& task, tvr_vm_context& frame, const tvr
     tvr_program_block_routine* routine = function.routine.get();
     tvr_task* base = function.task.get();
     if (routine == nullptr || base == nullptr || function.self.get() != nullptr) return nullptr;
-    const tvrvector_shared* captures = function.captures.get();
+    const tvr_function_hold hold(*callee->function);
     tvr_vm_context* made = push_plain_call(task, frame, op, site, *routine, *base, limit);
-    if (made != nullptr && captures != nullptr) tvr_set_captures(*made, *captures);
+    if (made != nullptr && !function.captures.empty()) tvr_set_captures(*made, function);
     return made;
 }
 
@@ -190,14 +209,13 @@ bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_ma
         return false;
     }
     auto& json = *static_cast<tvr_std_json*>(list->block->object);
-    const tvrvar* value = frame.cells[site.operands[0]];
+    tvrvar* value = frame.cells[site.operands[0]];
     if (!json.is_list() || !is_int_or_float(value) || site.known_metadata != json.metadata) {
         return false;
     }
-    tvrvar* added = tvrvar_new();
-    added->type = value->type;
-    added->integer = value->integer;
-    json.push_back(tvrvar_shared(added));
+    tvr_compact_value added;
+    if (!added.write_here(*value)) added->set(*value);
+    json.add_entry(std::move(added), {});
     return true;
 }
 
@@ -206,8 +224,11 @@ bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_ma
 bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
     tvrvar* container = frame.cells[op->b];
     const tvrvar* index = frame.cells[op->c];
-    tvrvar* element = plain_element(container, index);
-    if (element == nullptr) return false;
+    const tvr_compact_value* entry = plain_element(container, index);
+    if (entry == nullptr) return false;
+    tvrvar here;
+    if (!entry->is_variable()) entry->read_here(here);
+    tvrvar* element = entry->is_variable() ? entry->variable() : &here;
     const bool is_shared = element->type == tvrvar_type_json || element->type == tvrvar_type_class;
     if (!is_shared && !is_int_or_float(element)) return false;
     tvrvar* into = frame.cells[op->a];
@@ -647,17 +668,17 @@ at_set_self : {
 }
 
 at_index : {
-    const tvrvar* element = plain_element(REG(b), REG(c));
+    const tvr_compact_value* element = plain_element(REG(b), REG(c));
     if (element != nullptr && op->b < frame->machine->num_variables &&
-        copy_number(REG(a), element)) {
+        copy_number(REG(a), *element)) {
         STEP_ON(1);
     }
     if (take_element(*frame, op)) AFTER_STEP(1);
     DO_STEP(tvr_step_index);
 }
 at_index_keep : {
-    const tvrvar* element = plain_element(REG(b), REG(c));
-    if (element != nullptr && copy_number(REG(a), element)) STEP_ON(1);
+    const tvr_compact_value* element = plain_element(REG(b), REG(c));
+    if (element != nullptr && copy_number(REG(a), *element)) STEP_ON(1);
     DO_STEP(tvr_step_index);
 }
 at_index_handle:
@@ -667,9 +688,9 @@ at_index_optional:
 at_set_index_value:
     DO_STEP(tvr_step_set_index);
 at_set_index : {
-    tvrvar* element = plain_element(REG(a), REG(b));
+    tvr_compact_value* element = plain_element(REG(a), REG(b));
     if (element != nullptr && op->a < frame->machine->num_variables &&
-        copy_number(element, REG(c))) {
+        copy_number(*element, REG(c))) {
         STEP_ON(1);
     }
     DO_STEP(tvr_step_set_index);

@@ -163,6 +163,7 @@ public:
     struct block_site {
         tvrptr_base_internal* block;  // of the program
         bool is_class;
+        tvrvar_shared made = {};  // the value of a function that captures nothing, once it was read
     };
 
     struct source_place {

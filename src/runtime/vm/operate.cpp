@@ -256,27 +256,32 @@ void tvr_step_new_json(const tvr_step& step) {
 void tvr_step_append(const tvr_step& step) {
     const tvr_plain_value list(*step.cell(step.op->a));
     tvrvar& value = *step.cell(step.op->b);
-    tvrvar_shared added = tvrvar_shared::make();
+    tvr_compact_value added;
     if (step.op->code == op::op_append_reference) {
         added->ref_to(&value);
-    } else if (step.frame.machine->is_temporary(step.op->b) && value.is_plain() &&
-               value.refcount == 1 && value.type != tvrvar_type_object && tvr_owns_text(value)) {
+    } else if (!value.is_primitive() && step.frame.machine->is_temporary(step.op->b) &&
+               value.is_plain() && value.refcount == 1 && value.type != tvrvar_type_object &&
+               tvr_owns_text(value)) {
         added->take(value);
-    } else {
+    } else if (!added.write_here(value)) {
         added->set(value);
     }
-    list->as_json(false).push_back(std::move(added));
+    list->as_json(false).add_entry(std::move(added), {});
     step.drop(step.op->b);
 }
 
 void tvr_step_function(const tvr_step& step) {
-    const auto& site = step.frame.machine->block_sites[size_t(step.op->c)];
+    auto& site = step.frame.machine->block_sites[size_t(step.op->c)];
     const tvr_result_cell made(step.frame, step.op->a);
-    if (site.is_class) {
-        made->as_class_def(site.block);
-    } else {
-        made->as_function(site.block, step.frame.base_task);
+    if (site.is_class) return made->as_class_def(site.block);
+    if (site.made && site.made->function->task.get() == step.frame.base_task) {
+        return made->set(*site.made);
     }
+    made->as_function(site.block, step.frame.base_task);
+    const auto* routine = static_cast<tvr_program_block_routine*>(site.block);
+    if (routine->num_captures > 0 || step.op[1].code == op::op_bind_self) return;
+    site.made = tvrvar_shared::make();
+    site.made->set(*made);
 }
 
 // The function in a was made for this lambda: its record is its own.
@@ -288,16 +293,16 @@ void tvr_step_capture(const tvr_step& step) {
         function.self = tvrptr_weak<tvr_instance>(step.frame.self);
         return;
     }
-    if (!function.captures) {
-        function.captures = tvrptr_strong<tvrvector_shared>(new tvrvector_shared);
+    if (function.captures.empty() && function.routine) {
+        function.captures.reserve(function.routine.get()->num_captures);
     }
-    tvrvar_shared copy = tvrvar_shared::make();
+    tvr_compact_value copy;
     tvrvar& source = *step.cell(step.op->b);
     if (step.frame.machine->is_temporary(step.op->b) && source.is_ref()) {
         copy->ref_to(source.target);
-    } else {
+    } else if (!copy.write_here(source)) {
         copy->set(source);
     }
-    function.captures->values.push_back(std::move(copy));
+    function.captures.push_back(std::move(copy));
     step.drop(step.op->b);
 }

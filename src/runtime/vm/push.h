@@ -9,7 +9,7 @@ class tvr_program_block_class;
 class tvr_program_block_routine;
 class tvr_task;
 class tvr_vm_context;
-class tvrvector_shared;
+struct tvrvar_ptr_function;
 
 // Whether a function takes so many arguments; else a runtime error. Too few are none where the
 // function has no defaults.
@@ -25,4 +25,4 @@ tvr_vm_context* tvr_push_frame(tvr_task& task, tvr_program_block_routine& routin
                                uint32_t depth);
 
 // Copies what a lambda has captured into the variables behind its parameters.
-void tvr_set_captures(tvr_vm_context& frame, const tvrvector_shared& captures);
+void tvr_set_captures(tvr_vm_context& frame, const tvrvar_ptr_function& lambda);

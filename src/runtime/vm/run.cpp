@@ -69,17 +69,16 @@ tvr_vm_context* tvr_push_frame(tvr_task& task, tvr_program_block_routine& routin
     return frame;
 }
 
-void tvr_set_captures(tvr_vm_context& frame, const tvrvector_shared& captures) {
+void tvr_set_captures(tvr_vm_context& frame, const tvrvar_ptr_function& lambda) {
     const tvr_program_block_routine& routine = *frame.machine->routine;
-    if (captures.values.size() != routine.num_captures) return;
-    for (size_t i = 0; i < captures.values.size(); ++i) {
-        tvrvar& value = *captures.values[i];
+    if (lambda.captures.size() != routine.num_captures) return;
+    for (size_t i = 0; i < lambda.captures.size(); ++i) {
         tvrvar*& cell = frame.cells[routine.num_params + i];
-        if (value.is_number()) {
-            cell->type = value.type;
-            cell->integer = value.integer;
+        if (!lambda.captures[i].is_variable()) {
+            lambda.captures[i].read_here(*cell);
             continue;
         }
+        tvrvar& value = *lambda.captures[i];
         if (value.is_ref()) {
             cell->ref_to(value.target);
         } else {
@@ -118,7 +117,7 @@ bool tvr_push_call(tvr_task& task, tvrvar_ptr_function& function, std::span<tvrv
     const tvrptr_strong<tvr_instance> self = function.self.lock();
     frame->set_self(static_cast<tvr_class*>(self.get()));
     give_arguments(*frame, args);
-    if (function.captures) tvr_set_captures(*frame, *function.captures);
+    tvr_set_captures(*frame, function);
     return true;
 }
 

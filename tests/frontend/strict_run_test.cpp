@@ -7,12 +7,14 @@
 #include <fstream>
 #include <sstream>
 
+#include "../support/expectation.h"
 #include "frontend/strict/strict_check.h"
 #include "strict_findings.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using test_support::text_of;
 
 bool compiles(strict_findings& strict, const char* source) {
     return bool(strict.maker.script.create_program_from_source(source, "a.tvio"));
@@ -39,6 +41,27 @@ TEST(strict_run, report) {
     ASSERT_EQ(log.errors.size(), 1u);
     EXPECT_EQ(log.errors[0], framed);
     EXPECT_TRUE(compiles(strict, "x = 1;"));
+}
+
+// Each of these takes minutes where the time grows with the square of the source's length.
+TEST(strict_run, long_sources) {
+    constexpr size_t count = 30000, contracts = 3000;
+    std::string line, marks, interfaces = "interface i0 { def m() { } }\n";
+    for (size_t i = 0; i < count; ++i) {
+        line += tvr_join("x", i, " = 1 / 0; ");
+        marks += tvr_join("#strict on\nx", i, " = 1 / 0;\n#strict off\n");
+    }
+    for (size_t i = 0; i < contracts; ++i)
+        interfaces += tvr_join("interface i", i + 1, " : i", i, " { }\n");
+    interfaces += tvr_join("class c : i", contracts, " { }");
+    strict_findings strict;
+    auto& warnings = strict.maker.scope.log.warnings;
+    for (const auto& [source, findings] :
+         {std::pair(line, count), {marks, count}, {interfaces, 0}}) {
+        warnings.clear();
+        EXPECT_TRUE(compiles(strict, source.c_str()));
+        EXPECT_EQ(warnings.size(), findings);
+    }
 }
 
 TEST(strict_run, marks) {
@@ -70,13 +93,6 @@ TEST(strict_run, marks) {
             lines += line.substr(0, line.find(':')) + " ";
         EXPECT_EQ(lines, r.lines);
     }
-}
-
-std::string text_of(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 // Of a script on the disk, with what it includes. The first line of an executable one is for the

@@ -9,8 +9,8 @@
 using node_type = tvr_ast_node_type;
 
 tvr_asm_builder::tvr_asm_builder(tvrscript& of, std::shared_ptr<const tvr_ast> tree,
-                                 tvr_syntax_report& to)
-    : script(of), ast(std::move(tree)), report(to) {}
+                                 tvr_package_imports& packages, tvr_syntax_report& to)
+    : script(of), ast(std::move(tree)), imports(packages), report(to) {}
 
 tvr_asm_builder::open_scope::open_scope(tvr_asm_builder& of, tvr_code_scope& scope)
     : builder(of), outer(of.here), outer_used(of.used.size()) {
@@ -61,8 +61,7 @@ uint32_t tvr_asm_builder::add_sub_block(tvr_program_block_routine* made, std::st
 }
 
 bool tvr_asm_builder::is_strict_code(const tvr_src_token& at) const {
-    const tvr_src_token_view* view = at.view();
-    return view != nullptr && view->is_strict_at(at, script.config.strict_mode);
+    return tvr_is_strict_code(at, script.config.strict_mode);
 }
 
 bool tvr_asm_builder::compile_block(tvr_ast_list<tvr_ast_node*> nodes) {

@@ -122,7 +122,6 @@ public:
     // end_return.
     std::vector<uint32_t> default_blocks;
     uint32_t continue_offset = 0;  // of a loop: where `continue` goes on
-    bool has_return_tail = false;  // a return has to pass the last instruction
     bool is_try = false;
     bool no_except = false;
     bool is_strict = false;
@@ -144,6 +143,10 @@ public:
     std::shared_ptr<const tvr_ast> ast;        // keeps the tokens that reports point at
     std::shared_ptr<const tvrk_unit> kernels;  // of its kernel declarations; null for none
 };
+
+// A class and all classes that it derives from. Each has a table of all of them, and their bodies
+// run inside of each other.
+inline constexpr size_t tvr_max_class_levels = 256;
 
 // Its variables are the members, those of the bases first; its code sets their first values.
 class tvr_program_block_class : public tvr_program_block_routine {

@@ -52,6 +52,7 @@
 #include "runtime/value/operators.h"
 
 class tvr_namespace;
+class tvr_package_imports;
 class tvrscript;
 struct tvrk_program;
 struct tvrk_unit;
@@ -59,7 +60,8 @@ struct tvrk_unit;
 class tvr_strict_checker_impl {
 public:
     // The kernels are those that the tree's files declare; null for none.
-    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels);
+    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast, tvr_package_imports& imports,
+                            const tvrk_unit* kernels);
 
     void infer();
 
@@ -137,7 +139,8 @@ private:
     void walk_using(const tvr_ast_node_using_namespace& node);
     void expect_writes(tvr_strict_survey::range range);
     type after_write(const tvr_strict_write& write, const type& before);
-    tvr_strict_way leave_way(size_t from, size_t to);
+    void end_way(std::vector<tvr_strict_way>& ways, size_t from, size_t to);
+    void meet(const std::vector<tvr_strict_way>& ways);
 
     // Conditions (conditions.cpp).
     void check_condition(const tvr_ast_node& node);
@@ -262,7 +265,6 @@ private:
     type declared_type(const tvr_ast_word& word);
     type declared_type(tvr_ast_list<tvr_ast_word> words);
     type type_of_word(const tvr_src_token& word);
-    static bool makes_new(tvr_ast_list<tvr_ast_word> words);
 
     // Functions (functions.cpp).
     tvr_strict_function* declare_function(const tvr_ast_node_function_def& def,
@@ -304,6 +306,7 @@ private:
 
     tvrscript& script;
     const tvr_ast& ast;
+    tvr_package_imports& imports;
     const tvrk_unit* kernels;
     tvr_strict_survey survey;
     tvr_strict_natives natives;

@@ -1,9 +1,8 @@
 // Statements: blocks, branches, loops, and where they leave the variables.
 
+#include "frontend/builder/package_imports.h"
 #include "frontend/strict/checker.h"
-#include "runtime/filesys/filesys.h"
 #include "runtime/object/namespaces.h"
-#include "runtime/script/global.h"
 #include "runtime/script/script.h"
 
 using how = tvr_strict_write::how;
@@ -22,10 +21,12 @@ bool is_always_true(const tvr_ast_node& condition) {
 }  // namespace
 
 tvr_strict_checker_impl::tvr_strict_checker_impl(tvrscript& of, const tvr_ast& tree,
+                                                 tvr_package_imports& packages,
                                                  const tvrk_unit* declared)
     : findings(of.config.strict_mode),
       script(of),
       ast(tree),
+      imports(packages),
       kernels(declared),
       survey(tree),
       natives(of.root_namespace),
@@ -96,13 +97,21 @@ void tvr_strict_checker_impl::walk_definition(const tvr_ast_node& node) {
     walk_function(*made->second, frame);
 }
 
-// What a branch leaves. A call at its end that may not have returned, such as that of a function
-// which raises an error, makes what was known of None doubtful.
-tvr_strict_way tvr_strict_checker_impl::leave_way(size_t from, size_t to) {
-    tvr_strict_way way = flow.leave(from, to);
-    if (!uncertain) return way;
+// Adds what a branch has changed, unless its end is not reached. A call at its end that may not
+// have returned, such as that of a function which raises an error, makes what was known of None
+// doubtful.
+void tvr_strict_checker_impl::end_way(std::vector<tvr_strict_way>& ways, size_t from, size_t to) {
+    if (ended) return flow.undo(to);
+    tvr_strict_way& way = ways.emplace_back(flow.leave(from, to));
+    if (!uncertain) return;
     for (tvr_strict_way::change& change : way.changes) change.now = change.now.without_none();
-    return way;
+}
+
+// Goes on behind branches; nothing is reached there when no way leads out of them.
+void tvr_strict_checker_impl::meet(const std::vector<tvr_strict_way>& ways) {
+    ended = ways.empty();
+    uncertain = false;
+    flow.enter(ways);
 }
 
 void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack& node) {
@@ -113,11 +122,7 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
         const size_t before = flow.here();
         apply_test(*condition->condition, true);
         walk_scope(*condition->body);
-        if (ended) {
-            flow.undo(before);
-        } else {
-            ways.push_back(leave_way(start, before));
-        }
+        end_way(ways, start, before);
         // Behind `if (1)` nothing else is reached.
         ended = is_always_true(*condition->condition);
         uncertain = false;
@@ -125,14 +130,8 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
         apply_test(*condition->condition, false);
     }
     if (node.else_body != nullptr && !ended) walk_scope(*node.else_body);
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
-    ended = ways.empty();
-    uncertain = false;
-    flow.enter(ways);
+    end_way(ways, start, start);
+    meet(ways);
 }
 
 // At its head all that the loop writes may have been written already.
@@ -157,9 +156,7 @@ void tvr_strict_checker_impl::walk_loop(const tvr_ast_node_loop& node) {
         apply_test(*node.condition, false);
         frame.breaks.push_back(flow.leave(frame.head, frame.head));
     }
-    flow.enter(frame.breaks);
-    ended = frame.breaks.empty();
-    uncertain = false;
+    meet(frame.breaks);
     loop = outer;
     names.close_block();
     flow.close_scope();
@@ -211,25 +208,15 @@ void tvr_strict_checker_impl::walk_try(const tvr_ast_node_try_catch& node) {
     const size_t start = flow.here();
     std::vector<tvr_strict_way> ways;
     walk_scope(*node.body);
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
+    end_way(ways, start, start);
     ended = false;
     expect_writes(survey.writes_in(node));
     flow.open_scope();
     define_variable(node.variable, {}, {});
     walk_scope(*node.catch_body);
     flow.close_scope();
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
-    ended = ways.empty();
-    uncertain = false;
-    flow.enter(ways);
+    end_way(ways, start, start);
+    meet(ways);
 }
 
 void tvr_strict_checker_impl::walk_return(const tvr_ast_node_return& node) {
@@ -268,17 +255,16 @@ void tvr_strict_checker_impl::check_returned(const type& value, token at) {
              tvr_strict_type_name(function->result), ", not ", tvr_strict_type_name(value), ".");
 }
 
-// A package that is missing is the builder's business.
+// What cannot be imported is the builder's business.
 void tvr_strict_checker_impl::walk_using(const tvr_ast_node_using_namespace& node) {
     link_value found = find_in_namespaces(node.path[0]->text());
     if (node.import && found.space == nullptr) {
         const std::string package(node.path[0]->text());
-        const bool there = script.is_namespace_allowed(package) &&
-                           !script.file_sys().find_files(package + "/package.tvr").empty();
-        if (!there || !tvr_global().import_external_module(script, package)) return;
+        if (!script.is_namespace_allowed(package) || !imports.load(package)) return;
         found = find_in_namespaces(package);
     }
     for (size_t i = 1; i < node.path.size() && found.space != nullptr; ++i)
         found = find_in(*found.space, node.path[i]->text());
-    if (found.space != nullptr) used.push_back(found.space);
+    const bool again = !used.empty() && used.back() == found.space;
+    if (found.space != nullptr && !again) used.push_back(found.space);
 }

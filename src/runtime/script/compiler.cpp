@@ -25,8 +25,9 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::build(std::shared_ptr<const 
                                                           tvr_syntax_report& report,
                                                           const tvrk_unit* kernels) {
     tvrptr_strong<tvr_program_block_root> program;
-    if (ast != nullptr && tvr_strict_check(script, *ast, kernels))
-        program = tvr_asm_builder(script, std::move(ast), report).create_program();
+    tvr_package_imports imports(script);
+    if (ast != nullptr && tvr_strict_check(script, *ast, imports, kernels))
+        program = tvr_asm_builder(script, std::move(ast), imports, report).create_program();
     if (!program) script.log().err("Cannot create program.");
     return program;
 }
@@ -88,7 +89,7 @@ std::string tvr_compiler::program_cache_key(const std::string& path) const {
 void tvr_compiler::note_files(const tvr_src_token_view& view,
                               std::vector<source_file>& files) const {
     source_file file{view.path, script.file_sys().modified_ns(view.path), &view.source};
-    if (!view.generated) {
+    if (!view.made_for) {
         if (!has_text(file)) file.modified_ns = 0;
         files.push_back(std::move(file));
     }

@@ -230,7 +230,7 @@ private:
 };
 
 TEST_F(task_test, do_with_the_threads_that_the_system_gives) {
-    load("n = 0; def add() { n += 1; }", 1);
+    load("n = 0; def f() { n += 1; }\nadd = f;", 1);
     tvr_thread_pool& pool = in->script.workers;
     {
         const no_more_threads here;

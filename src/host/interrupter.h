@@ -7,9 +7,10 @@
 // by the thread that makes those. Once the answer to an interruption is `let_next_kill`, signals
 // act as they do by default: the next one kills the process.
 
-#include <csignal>
 #include <functional>
 #include <thread>
+
+#include "base/signal_descriptor.h"
 
 namespace host {
 
@@ -30,9 +31,8 @@ private:
     void watch(double until);
 
     const handler on_interruption;
-    sigset_t before{};  // the maker's signals
-    int signals = -1;   // a signalfd
-    int ending = -1;    // an eventfd, readable when the object ends
+    const tvr_signal_descriptor signals;
+    const int ending;  // an eventfd, readable when the object ends
     std::thread thread;
 };
 

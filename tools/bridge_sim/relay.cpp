@@ -1,6 +1,7 @@
 #include "bridge_sim/relay.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <deque>
 #include <limits>
@@ -13,8 +14,8 @@
 #include <unistd.h>
 
 #include "base/clock.h"
+#include "base/signal_descriptor.h"
 #include "bridge_sim/messages.h"
-#include "bridge_sim/stop_signals.h"
 #include "net/base.h"
 #include "net/os_socket.h"
 #include "net/relay/pcm_packet.h"
@@ -25,6 +26,7 @@ namespace bridge_sim {
 namespace {
 
 constexpr int first_port = 6454, last_port = 6554;
+constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr double down_s = 0.5;    // a relay that fails is back after so long
 constexpr double linger_s = 5.0;  // for the last lines to be acknowledged, at most
 constexpr auto text_format = tvrnet_pkt_dataformat::text;
@@ -150,7 +152,7 @@ private:
     const relay_wish& wish;
     const double start;
     board device;
-    stop_signals signals;
+    const tvr_signal_descriptor signals{ending_signals};
     std::unique_ptr<relay_node> up;  // null while the relay is down
     double up_at = 0;
     size_t next_restart = 0;
@@ -236,14 +238,14 @@ int player::run() {
     if (!come_up()) return 1;
     say(wish.name + " is ready (" + tvrnet_text(up->node.udp->local_adr().ip) + ")");
     constexpr double ms_per_s = 1000.0;
-    while (!signals.came()) {
+    while (signals.next() == 0) {
         const double now = tvr_now_s();
         play_restarts(now);
         if (up == nullptr && now >= up_at && !come_up()) return 1;
         send_due(now);
         if (is_over(now)) break;
         if (up == nullptr) {
-            pollfd stop{signals.descriptor, POLLIN, 0};
+            pollfd stop{signals.descriptor(), POLLIN, 0};
             (void)poll(&stop, 1, int((up_at - now) * ms_per_s) + 1);
             continue;
         }

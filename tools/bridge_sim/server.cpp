@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -10,17 +11,18 @@
 #include <poll.h>
 
 #include "base/clock.h"
+#include "base/signal_descriptor.h"
 #include "bridge_sim/command_lines.h"
 #include "bridge_sim/messages.h"
 #include "bridge_sim/pty_port.h"
-#include "bridge_sim/stop_signals.h"
 
 namespace bridge_sim {
 
 namespace {
 
 constexpr double look_for_client_s = 0.01;  // a terminal does not tell when it is opened
-constexpr double linger_s = 0.5;            // for the last lines to be read
+constexpr int ending_signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr double linger_s = 0.5;  // for the last lines to be read
 
 struct line_counts {
     int64_t lines = 0, bytes = 0;      // sent
@@ -52,7 +54,7 @@ private:
     double start;
     board device;
     pty_port port;
-    stop_signals signals;
+    const tvr_signal_descriptor signals{ending_signals};
     command_lines incoming;
     line_counts counted;
     size_t next_mishap = 0;
@@ -157,7 +159,7 @@ double server::next_wake(double now) const {
 bool server::wait(double now) {
     const double longest = 0.25, left = std::clamp(next_wake(now) - now, 0.0, longest);
     const timespec time{0, long(left * 1e9)};
-    pollfd fds[2] = {{signals.descriptor, POLLIN, 0}, {client ? port.fd() : -1, POLLIN, 0}};
+    pollfd fds[2] = {{signals.descriptor(), POLLIN, 0}, {client ? port.fd() : -1, POLLIN, 0}};
     if (port.stuck()) fds[1].events |= POLLOUT;
     if (ppoll(fds, 2, &time, nullptr) < 0 && errno != EINTR) {
         say(std::string("poll: ") + std::strerror(errno));
@@ -167,7 +169,6 @@ bool server::wait(double now) {
 }
 
 int server::run() {
-    if (signals.descriptor < 0) return fail(std::string("signalfd: ") + std::strerror(errno));
     if (!plug()) return 1;
     say(wish.link + " is ready (" + port.terminal() + ")");
     double end = std::numeric_limits<double>::infinity();

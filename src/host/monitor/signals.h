@@ -1,12 +1,11 @@
 #pragma once
 
-// Signals as something to read, so that nothing unsafe runs in a handler.
-//
-// Made before any other thread: threads inherit the blocked set, so every one of these signals
-// waits in the descriptor for the monitor's own loop. The old set comes back at the end.
+// The signals that the monitor obeys in its own loop: those that end it, stop it or resize its
+// window. SIGPIPE is ignored from here on: a closed pipe is told by write().
 
-#include <csignal>
 #include <vector>
+
+#include "base/signal_descriptor.h"
 
 namespace monitor {
 
@@ -14,11 +13,8 @@ class signal_watch {
 public:
     // Throws std::system_error when the system has no descriptor left.
     signal_watch();
-    ~signal_watch();
-    signal_watch(const signal_watch&) = delete;
-    signal_watch& operator=(const signal_watch&) = delete;
 
-    int descriptor() const { return fd; }
+    int descriptor() const { return watched.descriptor(); }
 
     // The signals that came since the last call; does not block.
     std::vector<int> take() const;
@@ -27,14 +23,13 @@ public:
     std::vector<int> wait(double timeout_s) const;
 
     // Lets them act as they do by default, so that a second Ctrl-C ends a program that is stuck.
-    void release() const;
+    void release() const { watched.restore(); }
 
     // True for the signals that ask the program to end.
     static bool asks_to_end(int signal);
 
 private:
-    int fd = -1;
-    sigset_t before{};
+    const tvr_signal_descriptor watched;
 };
 
 }  // namespace monitor

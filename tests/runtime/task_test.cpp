@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <future>
 #include <optional>
 
@@ -205,6 +207,41 @@ TEST_F(task_test, a_busy_pool_makes_the_owner_wait_with_a_note) {
     helper.join();
     in->run_to_end();
     EXPECT_TRUE(ended(first) && ended(second));
+}
+
+// Stacks as large as the address space: no thread can be started.
+class no_more_threads {
+public:
+    no_more_threads() {
+        pthread_getattr_default_np(&usual);
+        pthread_attr_t huge = usual;
+        pthread_attr_setstacksize(&huge, size_t(1) << 47);
+        pthread_setattr_default_np(&huge);
+    }
+    ~no_more_threads() {
+        pthread_setattr_default_np(&usual);
+        pthread_attr_destroy(&usual);
+    }
+    no_more_threads(const no_more_threads&) = delete;
+    no_more_threads& operator=(const no_more_threads&) = delete;
+
+private:
+    pthread_attr_t usual;
+};
+
+TEST_F(task_test, do_with_the_threads_that_the_system_gives) {
+    load("n = 0; def add() { n += 1; }", 1);
+    tvr_thread_pool& pool = in->script.workers;
+    {
+        const no_more_threads here;
+        pool.set_thread_count(4);
+    }
+    pool.wait_for_init();
+    EXPECT_EQ(pool.thread_count(), 1u);
+    EXPECT_NE(log.said().find("W Cannot start more worker threads than 1"), std::string::npos);
+    pool.run_task(*task("add"));
+    in->run_to_end();
+    EXPECT_EQ(global("n").int_value(), 1);
 }
 
 TEST_F(task_test, an_interpreter_ends_while_workers_run) {

@@ -102,7 +102,7 @@ bool tvrscript::init(const tvrscript_config_default& wanted) {
     const unsigned count = std::max(std::thread::hardware_concurrency(), fewest) - 1;
     workers.set_thread_count(count);
     workers.wait_for_init();
-    log().log("Thread pool initialized with ", count, " threads.");
+    log().log("Thread pool initialized with ", workers.thread_count(), " threads.");
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "base/clock.h"
@@ -32,7 +33,23 @@ void tvr_thread_pool::set_thread_count(size_t n) {
         changed.notify_all();
     }
     for (; threads.size() > n; threads.pop_back()) threads.back().join();
-    while (threads.size() < n) threads.emplace_back([this, i = threads.size()] { worker_loop(i); });
+    while (threads.size() < n && start_worker()) {
+    }
+}
+
+// A system that gives no more threads leaves the pool with those it has; none at all will do.
+bool tvr_thread_pool::start_worker() {
+    try {
+        threads.emplace_back([this, i = threads.size()] { worker_loop(i); });
+        return true;
+    } catch (const std::system_error& refused) {
+        tvr_log().warn("Cannot start more worker threads than ", threads.size(), ": ",
+                       refused.what());
+    }
+    tvr_lock hold(mutex);
+    wanted = threads.size();
+    changed.notify_all();
+    return false;
 }
 
 size_t tvr_thread_pool::thread_count() const {

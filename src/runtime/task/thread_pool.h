@@ -29,7 +29,8 @@ public:
     tvr_thread_pool(const tvr_thread_pool&) = delete;
     tvr_thread_pool& operator=(const tvr_thread_pool&) = delete;
 
-    // Starts or ends workers until there are n. Owner thread; waits for those that end.
+    // Starts or ends workers until there are n, or as many as the system gives, with a warning.
+    // Owner thread; waits for those that end.
     void set_thread_count(size_t n) TVR_EXCLUDES(mutex);
     size_t thread_count() const TVR_EXCLUDES(mutex);
     void wait_for_init() TVR_EXCLUDES(mutex);  // until every worker has taken up its work
@@ -59,6 +60,7 @@ private:
         std::function<void()> job;
     };
 
+    bool start_worker() TVR_EXCLUDES(mutex);
     void worker_loop(size_t index) TVR_EXCLUDES(mutex);
     void bind_worker(size_t index);
     bool take(size_t index, work& taken) TVR_REQUIRES(mutex);

@@ -48,6 +48,13 @@ inline void tvr_append_utf8(std::string& out, uint32_t value) {
     for (int i = more - 1; i >= 0; --i) out += char(uint8_t(0x80 | (value >> (6 * i) & 0x3F)));
 }
 
+// The beginning of a text that takes at most so many bytes and ends with a whole character.
+inline std::string_view tvr_cut_utf8(std::string_view text, size_t most) {
+    if (text.size() <= most) return text;
+    while (most > 0 && (uint8_t(text[most]) & 0xC0) == 0x80) --most;
+    return text.substr(0, most);
+}
+
 struct tvr_code_range {
     uint32_t first, last;
 };

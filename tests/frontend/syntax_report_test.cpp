@@ -62,6 +62,9 @@ TEST(syntax_report, cuts_long_lines_around_the_caret) {
     EXPECT_NE(report_of("@" + many).find(" | @" + std::string(199, 'x') + "...\n | ^~~~~\n"),
               std::string::npos);
     EXPECT_EQ(report_of(std::string(196, 'x') + " @ x").find("..."), std::string::npos);
+    const std::string word(59, 'x');
+    EXPECT_NE(report_of("x = 1 '" + word + "ä';").find("Unexpected token '" + word + "...' after"),
+              std::string::npos);
 }
 
 TEST(syntax_report, shows_use_and_definition_of_a_define) {

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "base/join.h"
+#include "base/utf8.h"
 #include "frontend/program/instruction.h"
 #include "frontend/program/program_block.h"
 #include "frontend/source/source_excerpt.h"
@@ -38,11 +39,12 @@ std::string_view line_of(const tvr_src_token& token) {
 // A text as one line in quotes, cut when it is long.
 std::string quoted_text(std::string_view text) {
     std::string out = "\"";
-    for (const char c : text.substr(0, longest_text)) {
+    const std::string_view shown = tvr_cut_utf8(text, longest_text);
+    for (const char c : shown) {
         const bool plain = uint8_t(c) >= 0x20 && c != 0x7F && c != '"' && c != '\\';
         out += c == '\n' ? std::string("\\n") : plain ? std::string(1, c) : std::string("?");
     }
-    return out + (text.size() > longest_text ? "...\"" : "\"");
+    return out + (text.size() > shown.size() ? "...\"" : "\"");
 }
 
 std::string_view kind_of(const block& of) {

@@ -1,3 +1,4 @@
+#include "base/utf8.h"
 #include "frontend/syntax/ast_parser.h"
 #include "frontend/syntax/bracket.h"
 
@@ -38,9 +39,8 @@ bool tvr_ast_parser::stage_3_create_ast() {
 
 std::nullptr_t tvr_ast_parser::fail_unexpected(const tvr_src_token* token) {
     constexpr size_t longest_shown = 60;
-    std::string text(token->text().substr(0, longest_shown));
-    if (token->length > longest_shown) text += "...";
-    return fail(token, "Unexpected token '", text,
+    const std::string_view shown = tvr_cut_utf8(token->text(), longest_shown);
+    return fail(token, "Unexpected token '", shown, token->length > shown.size() ? "..." : "",
                 "' after expression (missing operator or ';'?).");
 }
 

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
+#include "base/utf8.h"
+
 void tvr_thread_local::set_thread_name(std::string_view text) {
-    const auto continues_a_character = [&](size_t at) { return (text[at] & 0xC0) == 0x80; };
-    name_length = std::min(text.size(), name_bytes);
-    while (name_length < text.size() && name_length > 0 && continues_a_character(name_length)) {
-        --name_length;
-    }
-    std::copy_n(text.data(), name_length, name);
+    const std::string_view kept = tvr_cut_utf8(text, name_bytes);
+    name_length = kept.size();
+    std::ranges::copy(kept, name);
 }
 
 uint64_t tvr_thread_local::thread_id() {

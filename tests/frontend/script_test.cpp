@@ -2,24 +2,17 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <sstream>
 
 #include <gtest/gtest.h>
+
+#include "../scripts/runner/file_text.h"
 
 // Script files through `tavro check --ast`, with what the program has to print beside them.
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string text_of(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 struct outcome {
     std::string said;  // on standard output and standard error

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "../scripts/runner/file_text.h"
 #include "frontend/strict/strict_check.h"
 #include "strict_findings.h"
 
@@ -70,13 +71,6 @@ TEST(strict_run, marks) {
             lines += line.substr(0, line.find(':')) + " ";
         EXPECT_EQ(lines, r.lines);
     }
-}
-
-std::string text_of(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 // Of a script on the disk, with what it includes. The first line of an executable one is for the

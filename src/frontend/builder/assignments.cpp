@@ -20,7 +20,7 @@ bool is_value_word(tvr_token_code word) {
 }  // namespace
 
 bool tvr_asm_builder::variable_words::is_new() const {
-    return is(code::word_var) || is(code::word_let) || is(code::word_managed);
+    return word != nullptr && tvr_is_variable_word(word->code);
 }
 
 bool tvr_asm_builder::compile_assign(const tvr_ast_node_assign& node) {
@@ -72,9 +72,7 @@ bool tvr_asm_builder::compile_assigned_variable(const tvr_ast_node_assign& node)
 // Whether an assignment to a name makes a variable, here and now.
 bool tvr_asm_builder::makes_variable(const tvr_ast_node_assign& node) const {
     if (node.target->type != node_type::node_variable) return false;
-    for (const tvr_ast_word& word : node.keywords) {
-        if (variable_words{word.word}.is_new()) return true;
-    }
+    if (tvr_makes_variable(node.keywords)) return true;
     const found what = find_name(node.target->start->text());
     return what.is == found::kind::nothing || what.is == found::kind::native_function ||
            what.is == found::kind::name_space;

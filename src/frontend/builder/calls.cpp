@@ -11,11 +11,6 @@ namespace {
 
 constexpr auto no_default = tvr_program_block_routine::no_defaults;
 
-bool has_names(const tvr_ast_node_function_call& node) {
-    return std::any_of(node.params.begin(), node.params.end(),
-                       [](const auto* param) { return param->name != nullptr; });
-}
-
 uint32_t find_param(const tvr_program_block_routine& routine, std::string_view name) {
     for (uint32_t i = 0; i < routine.num_params; ++i) {
         if (routine.variables.name_at(i) == name) return i;
@@ -64,7 +59,7 @@ bool tvr_asm_builder::compile_known_call(const call_node& node, const found& cal
 
 bool tvr_asm_builder::compile_native_call(const call_node& node, tvr_function_def& function,
                                           token name) {
-    if (has_names(node)) return refuse(name, "Cannot resolve function call.");
+    if (node.has_names()) return refuse(name, "Cannot resolve function call.");
     const size_t count = node.params.size();
     if (count > tvr_max_call_args || count > function.max_params)
         return refuse(name, "Too many arguments for function ", name->text());
@@ -92,7 +87,7 @@ bool tvr_asm_builder::compile_method_call(const call_node& node, token name, boo
         on_this ? here->of_class->find_method(name->text(), 0) : nullptr;
     // Derived classes may take other arguments, so their number is left to the call.
     const tvr_program_block_routine* named =
-        method != nullptr && has_names(node) ? method->routine.get() : nullptr;
+        method != nullptr && node.has_names() ? method->routine.get() : nullptr;
     if (!begin_call_method(node, named, name)) return false;
     end_call_method(node, name->text(), 0, here->of_class, name);
     return true;

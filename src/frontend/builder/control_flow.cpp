@@ -18,9 +18,8 @@ void tvr_asm_builder::pop_test(const jumps& waiting, token at) {
 bool tvr_asm_builder::is_logical(const tvr_ast_node& node) {
     if (node.type == node_type::node_unary)
         return node.as<tvr_ast_node_unary>().op->is(code::exclaim);
-    if (node.type != node_type::node_binary) return false;
-    const tvr_src_token& op = *node.as<tvr_ast_node_binary>().op;
-    return op.is(code::logical_and) || op.is(code::logical_or);
+    return node.type == node_type::node_binary &&
+           tvr_is_logical(node.as<tvr_ast_node_binary>().op->code);
 }
 
 // Code that goes on at one of two places, so that a comparison is followed by its jump.

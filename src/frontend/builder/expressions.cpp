@@ -1,6 +1,7 @@
 // Literals, operators and lists. Each leaves its value in the slot on top.
 
 #include "frontend/builder/builder.h"
+#include "frontend/syntax/operators.h"
 
 using node_type = tvr_ast_node_type;
 
@@ -104,23 +105,15 @@ bool tvr_asm_builder::compile_binary(const tvr_ast_node_binary& node) {
 }
 
 void tvr_asm_builder::emit_operator(token op) {
-    switch (op->code) {
-    case code::plus:
-    case code::add_assign: emit(tvr_op_add, op); return;
-    case code::minus:
-    case code::subtract_assign: emit(tvr_op_sub, op); return;
-    case code::star:
-    case code::multiply_assign: emit(tvr_op_mult, op); return;
-    case code::slash:
-    case code::divide_assign: emit(tvr_op_div, op); return;
-    case code::percent:
-    case code::modulo_assign: emit(tvr_op_mod, op); return;
-    case code::ampersand:
-    case code::and_assign: emit(tvr_op_band, op); return;
-    case code::pipe:
-    case code::or_assign: emit(tvr_op_bor, op); return;
-    case code::caret:
-    case code::xor_assign: emit(tvr_op_bxor, op); return;
+    switch (tvr_plain_operator(op->code)) {
+    case code::plus: emit(tvr_op_add, op); return;
+    case code::minus: emit(tvr_op_sub, op); return;
+    case code::star: emit(tvr_op_mult, op); return;
+    case code::slash: emit(tvr_op_div, op); return;
+    case code::percent: emit(tvr_op_mod, op); return;
+    case code::ampersand: emit(tvr_op_band, op); return;
+    case code::pipe: emit(tvr_op_bor, op); return;
+    case code::caret: emit(tvr_op_bxor, op); return;
     case code::equal: emit_byte(tvr_op_cmp_equal, 0, op); return;
     case code::not_equal: emit_byte(tvr_op_cmp_equal, 1, op); return;
     case code::greater: emit_byte(tvr_op_cmp_bigger, 0, op); return;

@@ -101,8 +101,9 @@
 //
 // The builder does not write num_expr, json_literal_check, json_expression_check, set_lambda_ref,
 // call_class_constructor_once, call_class_set_this, call_class_return_this_var, clear_ext_stack,
-// return_local_var_flagged and what reads statics: lowering finds fast paths by itself, and takes
-// num_expr for one that gives up.
+// return_local_var_flagged and what reads statics. Their rows stay, so that each code keeps its
+// meaning, size and text: lowering finds fast paths by itself, and takes num_expr for one that
+// gives up.
 #define TVR_INSTRUCTIONS(OP)                      \
     OP(0x01, return_local_var, 8, "i")            \
     OP(0x02, return_local_var_flagged, 8, "i")    \

@@ -122,7 +122,6 @@ public:
     // end_return.
     std::vector<uint32_t> default_blocks;
     uint32_t continue_offset = 0;  // of a loop: where `continue` goes on
-    bool has_return_tail = false;  // a return has to pass the last instruction
     bool is_try = false;
     bool no_except = false;
     bool is_strict = false;

@@ -150,6 +150,13 @@ constexpr bool tvr_is_reserved_word(tvr_token_code code) {
 constexpr bool tvr_is_type_word(tvr_token_code code) {
     return code >= tvr_token_code::word_int && code <= tvr_token_code::word_map;
 }
+// Words that make a variable of their own, whatever has that name outside.
+constexpr bool tvr_is_variable_word(tvr_token_code code) {
+    return code >= tvr_token_code::word_var && code <= tvr_token_code::word_managed;
+}
+constexpr bool tvr_is_logical(tvr_token_code code) {
+    return code == tvr_token_code::logical_and || code == tvr_token_code::logical_or;
+}
 // `=` and the compound forms.
 constexpr bool tvr_is_assignment(tvr_token_code code) {
     return code >= tvr_token_code::assign && code <= tvr_token_code::xor_assign;

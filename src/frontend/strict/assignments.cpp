@@ -53,7 +53,7 @@ void tvr_strict_checker_impl::check_element(const type& container, const type& v
 tvr_strict_type tvr_strict_checker_impl::assign_variable(const tvr_ast_node_assign& node) {
     const token name = node.target->start;
     const type declared = declared_type(node.keywords);
-    const bool is_new = makes_new(node.keywords);
+    const bool is_new = tvr_makes_variable(node.keywords);
     link_value target;
     if (!is_new) target = find_name(name);
     if (target.is_member) return assign_own_member(node, name);
@@ -225,15 +225,6 @@ void tvr_strict_checker_impl::declare_variable(const tvr_ast_node_variable& node
     none.why = reason_of(tvr_join("'", node.name(), "' has no value yet"));
     const int64_t made = define_variable(node.start, declared_type(node.keywords), {});
     set_variable(made, none);
-}
-
-bool tvr_strict_checker_impl::makes_new(tvr_ast_list<tvr_ast_word> words) {
-    for (const tvr_ast_word& word : words) {
-        if (word.word->is(code::word_var) || word.word->is(code::word_let) ||
-            word.word->is(code::word_managed))
-            return true;
-    }
-    return false;
 }
 
 tvr_strict_type tvr_strict_checker_impl::declared_type(tvr_ast_list<tvr_ast_word> words) {

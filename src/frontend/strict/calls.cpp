@@ -2,16 +2,9 @@
 
 #include "frontend/strict/checker.h"
 
-#include <algorithm>
-
 #include "runtime/object/metadata.h"
 
 namespace {
-
-bool has_names(const tvr_ast_node_function_call& node) {
-    return std::any_of(node.params.begin(), node.params.end(),
-                       [](const auto* param) { return param->name != nullptr; });
-}
 
 constexpr size_t no_place = SIZE_MAX;
 
@@ -156,7 +149,7 @@ void tvr_strict_checker_impl::walk_pushed(const link_value& of, const call_node&
 tvr_strict_type tvr_strict_checker_impl::call_function(const tvr_strict_function& function,
                                                        const call_node& node, token name,
                                                        std::string_view title) {
-    if (!has_names(node) || node.params.size() > function.params.size())
+    if (!node.has_names() || node.params.size() > function.params.size())
         check_count(node, name, title, function.required(), function.params.size());
     for (size_t i = 0; i < node.params.size(); ++i) {
         const tvr_ast_node& value = *node.params[i]->value;

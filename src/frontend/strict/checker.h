@@ -137,7 +137,8 @@ private:
     void walk_using(const tvr_ast_node_using_namespace& node);
     void expect_writes(tvr_strict_survey::range range);
     type after_write(const tvr_strict_write& write, const type& before);
-    tvr_strict_way leave_way(size_t from, size_t to);
+    void end_way(std::vector<tvr_strict_way>& ways, size_t from, size_t to);
+    void meet(const std::vector<tvr_strict_way>& ways);
 
     // Conditions (conditions.cpp).
     void check_condition(const tvr_ast_node& node);
@@ -262,7 +263,6 @@ private:
     type declared_type(const tvr_ast_word& word);
     type declared_type(tvr_ast_list<tvr_ast_word> words);
     type type_of_word(const tvr_src_token& word);
-    static bool makes_new(tvr_ast_list<tvr_ast_word> words);
 
     // Functions (functions.cpp).
     tvr_strict_function* declare_function(const tvr_ast_node_function_def& def,

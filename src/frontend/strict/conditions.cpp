@@ -4,10 +4,6 @@
 
 namespace {
 
-bool is_logical(const tvr_src_token& op) {
-    return op.is(tvr_token_code::logical_and) || op.is(tvr_token_code::logical_or);
-}
-
 bool is_none_word(const tvr_ast_node& node) {
     return tvr_strict_literal_type(node).is_none();
 }
@@ -35,7 +31,8 @@ void tvr_strict_checker_impl::check_condition(const tvr_ast_node& node) {
     if (node.type == node_type::node_unary && node.as<tvr_ast_node_unary>().op->is(code::exclaim))
         return check_condition(*node.as<tvr_ast_node_unary>().operand);
     const bool outer = std::exchange(in_condition, true);
-    if (node.type == node_type::node_binary && is_logical(*node.as<tvr_ast_node_binary>().op)) {
+    if (node.type == node_type::node_binary &&
+        tvr_is_logical(node.as<tvr_ast_node_binary>().op->code)) {
         check_logical(node.as<tvr_ast_node_binary>());
     } else {
         const type found = infer_value(node);
@@ -96,7 +93,7 @@ void tvr_strict_checker_impl::apply_test(const tvr_ast_node& node, bool truth) {
 }
 
 void tvr_strict_checker_impl::apply_binary(const tvr_ast_node_binary& node, bool truth) {
-    if (!is_logical(*node.op)) return apply_comparison(node, truth);
+    if (!tvr_is_logical(node.op->code)) return apply_comparison(node, truth);
     if (node.op->is(code::logical_and) != truth) return;
     const tvr_ast_node* left = &node;
     while (left->type == node_type::node_binary &&

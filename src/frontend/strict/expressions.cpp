@@ -2,14 +2,6 @@
 
 #include "frontend/strict/checker.h"
 
-namespace {
-
-bool is_logical(const tvr_src_token& op) {
-    return op.is(tvr_token_code::logical_and) || op.is(tvr_token_code::logical_or);
-}
-
-}  // namespace
-
 tvr_strict_type tvr_strict_checker_impl::infer_value(const tvr_ast_node& node, want wanted) {
     switch (node.type) {
     case node_type::node_int: return kind::integer;
@@ -102,7 +94,7 @@ tvr_strict_type tvr_strict_checker_impl::infer_binary(const tvr_ast_node_binary&
         infer_value(*leftmost, innermost.op->is(code::coalesce) ? want::optional : want::value);
     while (links.size() > first) {
         const auto& step = links.back()->as<tvr_ast_node_binary>();
-        if (is_logical(*step.op)) {
+        if (tvr_is_logical(step.op->code)) {
             left = infer_logical_row(first, left);
         } else {
             links.pop_back();

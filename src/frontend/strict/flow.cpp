@@ -48,11 +48,6 @@ int64_t tvr_strict_flow::find(std::string_view name) const {
     return no_variable;
 }
 
-bool tvr_strict_flow::is_in_this_scope(std::string_view name) const {
-    const int64_t found = find(name);
-    return found != no_variable && variables[size_t(found)].depth == depth();
-}
-
 void tvr_strict_flow::set(int64_t variable, const tvr_strict_type& now) {
     tvr_strict_type& place = variables[size_t(variable)].now;
     trail.push_back({uint32_t(variable), place});

@@ -49,7 +49,6 @@ public:
     uint32_t define(std::string_view name, const tvr_strict_type& declared,
                     const tvr_strict_type& now);
     int64_t find(std::string_view name) const;  // no_variable for none
-    bool is_in_this_scope(std::string_view name) const;
     tvr_strict_variable& at(int64_t variable) { return variables[size_t(variable)]; }
 
     void set(int64_t variable, const tvr_strict_type& now);

@@ -2,13 +2,11 @@
 
 #include "frontend/strict/checker.h"
 #include "kernel/program.h"
+#include "kernel/script/kernel_extract.h"
 #include "kernel/unit.h"
 #include "runtime/object/metadata.h"
 
 namespace {
-
-// What fetches a kernel for its name; see kernel/script/kernel_extract.h.
-constexpr std::string_view unit_name = "__tvr_kernel_unit";
 
 bool is_launch(std::string_view method) {
     return method == "launch" || method == "launch_async";
@@ -55,11 +53,11 @@ std::string wrong_for_scalar(const tvrk_param& param, const tvr_ast_node& node,
 
 }  // namespace
 
-// __tvr_kernel_unit.get("name")
+// __tvr_kernel_unit.get("name"), as kernel declarations become it.
 tvr_strict_type tvr_strict_checker_impl::kernel_of_unit(const link_value& of, const call_node& node,
                                                         token name) const {
-    const bool fetches = kernels != nullptr && of.name == unit_name && name->text() == "get" &&
-                         node.params.size() == 1 &&
+    const bool fetches = kernels != nullptr && of.name == tvr_kernel_unit_name &&
+                         name->text() == "get" && node.params.size() == 1 &&
                          node.params[0]->value->type == node_type::node_string;
     if (!fetches) return {};
     const auto program =

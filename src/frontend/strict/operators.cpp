@@ -1,29 +1,14 @@
 // What operators make of their operands, and which operands they cannot use.
 
+#include "frontend/syntax/operators.h"
 #include "frontend/strict/checker.h"
 
 namespace {
 
-// The operator of a compound form, or the operator itself.
-tvr_token_code plain_operator(tvr_token_code op) {
-    using code = tvr_token_code;
-    switch (op) {
-    case code::add_assign: return code::plus;
-    case code::subtract_assign: return code::minus;
-    case code::multiply_assign: return code::star;
-    case code::divide_assign: return code::slash;
-    case code::modulo_assign: return code::percent;
-    case code::and_assign: return code::ampersand;
-    case code::or_assign: return code::pipe;
-    case code::xor_assign: return code::caret;
-    default: return op;
-    }
-}
-
 // The method of a class for an operator; tvr_operator_count for one that has none.
 tvr_operator method_of(tvr_token_code op) {
     using code = tvr_token_code;
-    switch (plain_operator(op)) {
+    switch (tvr_plain_operator(op)) {
     case code::plus: return tvr_operator_add;
     case code::minus: return tvr_operator_sub;
     case code::star: return tvr_operator_mul;
@@ -44,7 +29,7 @@ tvr_operator method_of(tvr_token_code op) {
 
 bool is_bit_operator(tvr_token_code op) {
     using code = tvr_token_code;
-    const code plain = plain_operator(op);
+    const code plain = tvr_plain_operator(op);
     return plain == code::ampersand || plain == code::pipe || plain == code::caret;
 }
 
@@ -68,7 +53,7 @@ tvr_strict_type tvr_strict_checker_impl::combine(const tvr_ast_node_binary& node
 tvr_strict_type tvr_strict_checker_impl::combine(token op, used_operand left, used_operand right) {
     if (op->is(code::equal) || op->is(code::not_equal))
         return combine_comparison(op, left.is, right.is);
-    const bool joins = plain_operator(op->code) == code::plus &&
+    const bool joins = tvr_plain_operator(op->code) == code::plus &&
                        (left.is.is == kind::text || right.is.is == kind::text);
     // One report is enough where both are None.
     if (!joins && (!use_operand(op, left.is, left.node) || !use_operand(op, right.is, right.node)))
@@ -102,7 +87,7 @@ bool tvr_strict_checker_impl::use_operand(token op, type& operand, const tvr_ast
 
 tvr_strict_type tvr_strict_checker_impl::combine_arithmetic(token op, const type& left,
                                                             const type& right) {
-    const code plain = plain_operator(op->code);
+    const code plain = tvr_plain_operator(op->code);
     if (left.is_numeric() && right.is_numeric()) {
         if (left.is == kind::real || right.is == kind::real) return kind::real;
         if (left.is == kind::number || right.is == kind::number) return kind::number;
@@ -225,7 +210,7 @@ void tvr_strict_checker_impl::refuse_comparison(token op, const type& left, cons
 }
 
 void tvr_strict_checker_impl::check_divisor(token op, const tvr_ast_node& divisor) {
-    const code plain = plain_operator(op->code);
+    const code plain = tvr_plain_operator(op->code);
     if (plain != code::slash && plain != code::percent) return;
     const bool zero =
         (divisor.type == node_type::node_int && divisor.as<tvr_ast_node_int>().value == 0) ||

@@ -96,13 +96,21 @@ void tvr_strict_checker_impl::walk_definition(const tvr_ast_node& node) {
     walk_function(*made->second, frame);
 }
 
-// What a branch leaves. A call at its end that may not have returned, such as that of a function
-// which raises an error, makes what was known of None doubtful.
-tvr_strict_way tvr_strict_checker_impl::leave_way(size_t from, size_t to) {
-    tvr_strict_way way = flow.leave(from, to);
-    if (!uncertain) return way;
+// Adds what a branch has changed, unless its end is not reached. A call at its end that may not
+// have returned, such as that of a function which raises an error, makes what was known of None
+// doubtful.
+void tvr_strict_checker_impl::end_way(std::vector<tvr_strict_way>& ways, size_t from, size_t to) {
+    if (ended) return flow.undo(to);
+    tvr_strict_way& way = ways.emplace_back(flow.leave(from, to));
+    if (!uncertain) return;
     for (tvr_strict_way::change& change : way.changes) change.now = change.now.without_none();
-    return way;
+}
+
+// Goes on behind branches; nothing is reached there when no way leads out of them.
+void tvr_strict_checker_impl::meet(const std::vector<tvr_strict_way>& ways) {
+    ended = ways.empty();
+    uncertain = false;
+    flow.enter(ways);
 }
 
 void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack& node) {
@@ -113,11 +121,7 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
         const size_t before = flow.here();
         apply_test(*condition->condition, true);
         walk_scope(*condition->body);
-        if (ended) {
-            flow.undo(before);
-        } else {
-            ways.push_back(leave_way(start, before));
-        }
+        end_way(ways, start, before);
         // Behind `if (1)` nothing else is reached.
         ended = is_always_true(*condition->condition);
         uncertain = false;
@@ -125,14 +129,8 @@ void tvr_strict_checker_impl::walk_conditions(const tvr_ast_node_condition_stack
         apply_test(*condition->condition, false);
     }
     if (node.else_body != nullptr && !ended) walk_scope(*node.else_body);
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
-    ended = ways.empty();
-    uncertain = false;
-    flow.enter(ways);
+    end_way(ways, start, start);
+    meet(ways);
 }
 
 // At its head all that the loop writes may have been written already.
@@ -157,9 +155,7 @@ void tvr_strict_checker_impl::walk_loop(const tvr_ast_node_loop& node) {
         apply_test(*node.condition, false);
         frame.breaks.push_back(flow.leave(frame.head, frame.head));
     }
-    flow.enter(frame.breaks);
-    ended = frame.breaks.empty();
-    uncertain = false;
+    meet(frame.breaks);
     loop = outer;
     names.close_block();
     flow.close_scope();
@@ -211,25 +207,15 @@ void tvr_strict_checker_impl::walk_try(const tvr_ast_node_try_catch& node) {
     const size_t start = flow.here();
     std::vector<tvr_strict_way> ways;
     walk_scope(*node.body);
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
+    end_way(ways, start, start);
     ended = false;
     expect_writes(survey.writes_in(node));
     flow.open_scope();
     define_variable(node.variable, {}, {});
     walk_scope(*node.catch_body);
     flow.close_scope();
-    if (ended) {
-        flow.undo(start);
-    } else {
-        ways.push_back(leave_way(start, start));
-    }
-    ended = ways.empty();
-    uncertain = false;
-    flow.enter(ways);
+    end_way(ways, start, start);
+    meet(ways);
 }
 
 void tvr_strict_checker_impl::walk_return(const tvr_ast_node_return& node) {

@@ -198,21 +198,12 @@ private:
             return &target;
         }
         const std::string_view name = target.start->text();
-        if (!in_root && is_new(assign.keywords)) own.insert(name);
+        if (!in_root && tvr_makes_variable(assign.keywords)) own.insert(name);
         if (makes_reference(*assign.value)) survey.referenced.insert(name);
         const how is = assign.op->is(code::assign) ? how::assigned : how::combined;
         write({name, is, 0, &assign});
         see(target.as<tvr_ast_node_variable>());
         return nullptr;
-    }
-
-    static bool is_new(tvr_ast_list<tvr_ast_word> words) {
-        for (const tvr_ast_word& word : words) {
-            if (word.word->is(code::word_var) || word.word->is(code::word_let) ||
-                word.word->is(code::word_managed))
-                return true;
-        }
-        return false;
     }
 
     static bool makes_reference(const tvr_ast_node& value) {

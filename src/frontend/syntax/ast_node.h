@@ -104,6 +104,13 @@ struct tvr_ast_word {
     const tvr_src_token* element = nullptr;  // between < and >, or null
 };
 
+// Whether one of the words in front of a name makes a variable: var, let, managed.
+inline bool tvr_makes_variable(tvr_ast_list<tvr_ast_word> words) {
+    for (const tvr_ast_word& word : words)
+        if (tvr_is_variable_word(word.word->code)) return true;
+    return false;
+}
+
 #define TVR_NODE(name) static constexpr tvr_ast_node_type node_type = tvr_ast_node_type::node_##name
 
 // A #define that puts nothing where a statement was.
@@ -187,6 +194,11 @@ struct tvr_ast_node_function_call_param : tvr_ast_node {
 // Also `launch callee(params) : domain`, which is callee.launch(domain, params).
 struct tvr_ast_node_function_call : tvr_ast_node {
     TVR_NODE(function_call);
+    bool has_names() const {
+        for (const tvr_ast_node_function_call_param* param : params)
+            if (param->name != nullptr) return true;
+        return false;
+    }
     tvr_ast_node* callee;
     tvr_ast_list<tvr_ast_node_function_call_param*> params;
 };

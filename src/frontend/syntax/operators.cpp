@@ -47,6 +47,20 @@ int get_unary_precedence(tvr_token_code op) {
     }
 }
 
+tvr_token_code tvr_plain_operator(tvr_token_code op) {
+    switch (op) {
+    case code::add_assign: return code::plus;
+    case code::subtract_assign: return code::minus;
+    case code::multiply_assign: return code::star;
+    case code::divide_assign: return code::slash;
+    case code::modulo_assign: return code::percent;
+    case code::and_assign: return code::ampersand;
+    case code::or_assign: return code::pipe;
+    case code::xor_assign: return code::caret;
+    default: return op;
+    }
+}
+
 bool tvr_is_operator(tvr_token_code op) {
     return op == code::question || (op >= code::exclaim && op <= code::coalesce);
 }

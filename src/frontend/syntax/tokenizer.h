@@ -46,7 +46,6 @@ private:
     void take_symbol();
     bool take_high();
     bool take_number();
-    bool take_point_number();
     bool take_exponent(const place& from, bool& taken);
     bool point_belongs_to_number() const;
     bool take_string();

@@ -14,11 +14,14 @@
 // One for each compile; thread of the compile.
 
 #include <memory>
+#include <string_view>
 
 #include "frontend/source/declaration_hook.h"
 
 struct tvrk_compile_error;
 struct tvrk_unit;
+
+inline constexpr std::string_view tvr_kernel_unit_name = "__tvr_kernel_unit";
 
 class tvr_kernel_extract : public tvr_declaration_hook {
 public:

@@ -15,22 +15,16 @@
 // It runs in its own folder, so that reports show short paths.
 
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
 
+#include "file_text.h"
 #include "tavro_run.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-std::string text_of(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 words words_of(const std::string& text) {
     words found;

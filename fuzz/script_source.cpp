@@ -38,16 +38,19 @@ public:
     size_t reports = 0;
 };
 
-// Puts a statement in the place of kernel declarations, sometimes a broken one.
+// Makes a statement of each kernel declaration, sometimes a broken one.
 class echo_hook : public tvr_declaration_hook {
 public:
-    void take(const std::vector<tvr_declaration>& declarations, std::string& statements,
-              std::string& error, const tvr_src_token*&) override {
+    void take(const std::vector<tvr_declaration>& declarations,
+              std::vector<tvr_declared_statement>& statements, std::string& error,
+              const tvr_src_token*&) override {
         for (const tvr_declaration& declaration : declarations) {
             demand(declaration.text.starts_with("kernel"));
-            statements += tvr_join("taken = \"", tvr_escape_string(declaration.text), "\";\n");
+            statements.push_back(
+                {tvr_join("taken = \"", tvr_escape_string(declaration.text), "\";"),
+                 &declaration.start});
             if (declaration.name.text() == "refused") error = "refused";
-            if (declaration.name.text() == "broken") statements += "(";
+            if (declaration.name.text() == "broken") statements.back().text += "(";
         }
     }
 };

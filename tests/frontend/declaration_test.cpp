@@ -2,18 +2,22 @@
 
 #include <gtest/gtest.h>
 
+#include "frontend/source/source_excerpt.h"
+
 namespace {
 
 // Takes the declarations and puts one statement for each into the unit.
 class remembering_hook : public tvr_declaration_hook {
 public:
-    void take(const std::vector<tvr_declaration>& declarations, std::string& statements,
-              std::string& error, const tvr_src_token*& place) override {
+    void take(const std::vector<tvr_declaration>& declarations,
+              std::vector<tvr_declared_statement>& statements, std::string& error,
+              const tvr_src_token*& place) override {
         for (const tvr_declaration& declaration : declarations) {
             found += tvr_join(int(declaration.form), " ", declaration.name.text(), " ",
                               declaration.start.view()->path, ":", declaration.start.line, ":",
                               declaration.start.column, " <", declaration.text, ">\n");
-            statements += tvr_join(declaration.name.text(), " = taken;\n");
+            statements.push_back(
+                {tvr_join(declaration.name.text(), " = taken;"), &declaration.start});
         }
         error = refuse;
         if (!refuse.empty()) place = &declarations.back().start;
@@ -71,13 +75,15 @@ TEST(declarations, hook_gets_them_in_the_order_of_the_unit) {
               "0 Pos lib.tvio:2:1 <kernel struct Pos { f32 x; }>\n"
               "3 last main.tvio:3:3 <kernel void last(u32 n) { }>\n"
               "1 N main.tvio:4:1 <kernel const u32 N = 1;>\n");
+    // What they become stands in front of all else, and is reported where each is declared.
     std::string order;
-    for (const tvr_ast_node* node : ast->roots) order += node->start->text();
-    EXPECT_EQ(order, "acPoslastNdb");
-    const tvr_src_token& made = *ast->roots[2]->start;
-    ASSERT_NE(made.macro_origin(), nullptr);
-    EXPECT_EQ(made.macro_origin()->view()->path, "lib.tvio");
-    EXPECT_EQ(made.macro_origin()->line, 2u);
+    for (const tvr_ast_node* node : ast->roots) {
+        const tvr_src_token& place = tvr_place_of_use(*node->start);
+        order += tvr_join(node->start->text(), " ", place.view()->path, ":", place.line, "\n");
+    }
+    EXPECT_EQ(order,
+              "Pos lib.tvio:2\nlast main.tvio:3\nN main.tvio:4\n"
+              "a main.tvio:1\nc lib.tvio:1\nd lib.tvio:3\nb main.tvio:5\n");
 }
 
 TEST(declarations, hook_can_refuse) {

@@ -411,6 +411,8 @@ TEST(strict_finding, launches_of_kernels) {
         EXPECT_EQ(strict.of(kernel + row.source),
                   *row.finding == '\0' ? "" : tvr_join("1: ", row.finding, "\n"));
     }
+    EXPECT_EQ(strict.of("def above(b) { launch k(b) : 4; }\n" + kernel),
+              "1: kernel 'k' expects 4 arguments (f32* p, f32 g, u32 n, i32 m) but got 1.\n");
 }
 
 }  // namespace

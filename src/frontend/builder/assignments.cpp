@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "frontend/builder/builder.h"
+#include "frontend/source/token_view.h"
 #include "runtime/script/script.h"
 
 using node_type = tvr_ast_node_type;
@@ -56,7 +57,7 @@ bool tvr_asm_builder::compile_assigned_variable(const tvr_ast_node_assign& node)
         return compile_new_variable(node, words);
     }
     const found what = find_name(name->text());
-    if (what.is == found::kind::declared) return refuse(name, illegal_target);
+    if (what.is == found::kind::declared) return refuse_definition(name);
     if (what.is == found::kind::native_variable) {
         chain path{node.target, {}};
         if (!compile_native(path, what, name)) return false;
@@ -104,7 +105,7 @@ bool tvr_asm_builder::can_define(token name, const variable_words& words) {
     if (is_value_word(name->code)) return refuse(name, illegal_target);
     if (here->is == tvr_code_scope::role::class_body)
         return refuse(name, "Not allowed in class definition.");
-    if (here->declared.count(name->text()) > 0) return refuse(name, illegal_target);
+    if (here->declared.count(name->text()) > 0) return refuse_definition(name);
     const tvr_program_block_routine& block = *here->block;
     const uint32_t known = block.find_var_local(name->text());
     const bool captured =
@@ -112,6 +113,13 @@ bool tvr_asm_builder::can_define(token name, const variable_words& words) {
     if (words.is_new() && known != no_variable && !captured)
         return refuse(name, "Variable '", name->text(), "' double definition.");
     return true;
+}
+
+// A name that a function, class or interface has already.
+bool tvr_asm_builder::refuse_definition(token name) {
+    if (!name->view()->made_for) return refuse(name, illegal_target);
+    return refuse(name, "Kernel error: '", name->text(),
+                  "' is already the name of a function, class or interface");
 }
 
 uint32_t tvr_asm_builder::define_variable(token name) {

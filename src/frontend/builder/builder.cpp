@@ -61,8 +61,7 @@ uint32_t tvr_asm_builder::add_sub_block(tvr_program_block_routine* made, std::st
 }
 
 bool tvr_asm_builder::is_strict_code(const tvr_src_token& at) const {
-    const tvr_src_token_view* view = at.view();
-    return view != nullptr && view->is_strict_at(at, script.config.strict_mode);
+    return tvr_is_strict_code(at, script.config.strict_mode);
 }
 
 bool tvr_asm_builder::compile_block(tvr_ast_list<tvr_ast_node*> nodes) {

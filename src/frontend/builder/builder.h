@@ -187,6 +187,7 @@ private:
     bool is_type_annotation(const tvr_ast_word& word) const;
     bool makes_variable(const tvr_ast_node_assign& node) const;
     bool can_define(token name, const variable_words& words);
+    bool refuse_definition(token name);
     uint32_t define_variable(token name);
 
     // Calls (calls.cpp).

@@ -27,14 +27,22 @@ struct tvr_declaration {
     std::string_view text;  // the whole declaration as it stands in the source
 };
 
+// Script text that stands for a declaration.
+struct tvr_declared_statement {
+    std::string text;
+    const tvr_src_token* place;  // where it is reported: the start of the declaration
+};
+
 class tvr_declaration_hook {
 public:
     virtual ~tvr_declaration_hook() = default;
 
     // All declarations of a compile unit, in the order in which they stand, its included files
-    // too. Called once, after stage 1, and only if there are any. Fills `statements` with script
-    // text to be compiled in the place of the first. A message in `error` ends the compile; it is
-    // reported at `place`, or at the first declaration when that stays null.
-    virtual void take(const std::vector<tvr_declaration>& declarations, std::string& statements,
-                      std::string& error, const tvr_src_token*& place) = 0;
+    // too. Called once, after stage 1, and only if there are any. Gives `statements`, which are
+    // compiled in front of the unit's own, so that all of these know what they name. A message in
+    // `error` ends the compile; it is reported at `place`, or at the first declaration when that
+    // stays null.
+    virtual void take(const std::vector<tvr_declaration>& declarations,
+                      std::vector<tvr_declared_statement>& statements, std::string& error,
+                      const tvr_src_token*& place) = 0;
 };

@@ -1,6 +1,10 @@
 #include "frontend/source/token_view.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "frontend/source/source_excerpt.h"
 
 namespace {
 
@@ -47,4 +51,9 @@ bool tvr_src_token_view::is_strict_at(const tvr_src_token& token, bool otherwise
 
 std::string_view tvr_src_token_view::keep_text(std::string text) {
     return kept_texts.emplace_back(std::move(text));
+}
+
+bool tvr_is_strict_code(const tvr_src_token& token, bool otherwise) {
+    const tvr_src_token& use = tvr_place_of_use(token);
+    return use.view() != nullptr && use.view()->is_strict_at(use, otherwise);
 }

@@ -8,6 +8,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -63,5 +64,12 @@ public:
     bool has_directives = false;
     bool has_place_words = false;  // __DIR__, __LINE__
     bool has_kernel_words = false;
-    bool generated = false;  // made by a hook: no file that a person could look into
+
+    // Of a statement that a hook made: the start of the declaration that it stands for. Its text
+    // is in no file that a person could look into.
+    std::optional<tvr_src_token> made_for;
 };
+
+// Whether the place where a token is used is to be checked strictly; `otherwise` where no #strict
+// of that file says so.
+bool tvr_is_strict_code(const tvr_src_token& token, bool otherwise);

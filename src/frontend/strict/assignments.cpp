@@ -1,7 +1,7 @@
 // Assignments, and the types that variables and members are declared with.
 
+#include "frontend/source/source_excerpt.h"
 #include "frontend/strict/checker.h"
-
 #include "runtime/object/metadata.h"
 
 namespace {

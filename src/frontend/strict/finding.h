@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "base/join.h"
-#include "frontend/source/source_excerpt.h"
 #include "frontend/source/token_view.h"
 
 struct tvr_strict_finding {
@@ -21,10 +20,10 @@ public:
     // Keeps a finding, unless the code at its place is not to be checked.
     template <typename... T>
     void add(const tvr_src_token* token, const T&... parts) {
-        if (is_strict_code(token)) all.push_back({token, tvr_join(parts...)});
+        if (token == nullptr || !tvr_is_strict_code(*token, strict_everywhere)) return;
+        all.push_back({token, tvr_join(parts...)});
     }
 
-    bool is_strict_code(const tvr_src_token* token) const;
     const std::vector<tvr_strict_finding>& found() const { return all; }
 
     // Prints every finding in the frame of a syntax warning; as error lines when findings end

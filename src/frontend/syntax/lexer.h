@@ -53,6 +53,8 @@ private:
     bool stage_1_process(tvr_src_token_view& view);
     bool stage_1_includes(tvr_src_token_view& view);
     bool place_declarations(tvr_src_token_view& view);
+    bool take_statement(tvr_src_token_view& view, tvr_declared_statement& statement,
+                        tvr_large_vector<tvr_src_token>& out);
 
     // Inside stage_1_includes: each takes the directive at `at` and moves behind it.
     bool take_directive(tvr_src_token_view& view, size_t& at, tvr_large_vector<tvr_src_token>& out);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "frontend/syntax/bracket.h"
 #include "frontend/syntax/declarations.h"
 #include "frontend/syntax/lexer.h"
@@ -32,22 +34,26 @@ void replace_place_word(tvr_src_token_view& view, tvr_src_token& token) {
 // The declarations of a whole unit in order.
 struct declarations_of_unit {
     std::vector<tvr_declaration> all;
-    size_t first = 0;             // where the first stands among the unit's tokens
     const tvr_src_token* nested;  // the first that an #include brought into a block, or null
 };
+
+// The declaration that stood where this token marks its place. A file's are in the order of its
+// text.
+const tvr_declaration& declaration_at(const tvr_src_token& place) {
+    return *std::ranges::lower_bound(
+        place.view()->declarations, place.begin, {},
+        [](const tvr_declaration& declaration) { return declaration.text.data(); });
+}
 
 declarations_of_unit collect_declarations(const tvr_src_token_view& unit) {
     declarations_of_unit found{};
     size_t depth = 0;
-    for (size_t i = 0; i < unit.tokens.size(); ++i) {
-        const tvr_src_token& token = unit.tokens[i];
+    for (const tvr_src_token& token : unit.tokens) {
         if (tvr_is_open_bracket(token.code)) ++depth;
         if (tvr_is_close_bracket(token.code) && depth > 0) --depth;
         if (!tvr_is_declaration_place(token)) continue;
-        if (found.all.empty()) found.first = i;
         if (depth > 0 && found.nested == nullptr) found.nested = &token;
-        for (const tvr_declaration& declaration : token.view()->declarations)
-            if (declaration.text.data() == token.begin) found.all.push_back(declaration);
+        found.all.push_back(declaration_at(token));
     }
     return found;
 }
@@ -161,28 +167,38 @@ bool tvr_lexer::take_strict(tvr_src_token_view& view, size_t& at) {
     return true;
 }
 
-// Puts the statements that the hook gives for the unit's kernel declarations into the place of
-// the first one. Their tokens are reported at that declaration.
+// Puts the statements that the hook gives for the unit's kernel declarations in front of all
+// others: a function can name kernels that are declared below it.
 bool tvr_lexer::place_declarations(tvr_src_token_view& view) {
     if (!any_declarations(view)) return true;
     const declarations_of_unit found = collect_declarations(view);
     if (found.nested != nullptr) return tvr_refuse_nested_declaration(*found.nested, report);
     if (hook == nullptr) return true;
-    auto made = std::make_shared<tvr_src_token_view>();
+    std::vector<tvr_declared_statement> statements;
     std::string error;
     const tvr_src_token* place = nullptr;
-    hook->take(found.all, made->source, error, place);
+    hook->take(found.all, statements, error, place);
     if (!error.empty()) {
         report.syntax_error(place != nullptr ? place : &found.all.front().start, error);
         return false;
     }
+    tvr_large_vector<tvr_src_token> made;
+    for (tvr_declared_statement& statement : statements)
+        if (!take_statement(view, statement, made)) return false;
+    view.tokens.insert(view.tokens.begin(), made.begin(), made.end());
+    return true;
+}
+
+// Its tokens are reported at the declaration.
+bool tvr_lexer::take_statement(tvr_src_token_view& view, tvr_declared_statement& statement,
+                               tvr_large_vector<tvr_src_token>& out) {
+    auto made = std::make_shared<tvr_src_token_view>();
     made->path = view.path;
-    made->generated = true;
-    made->declarations.push_back(found.all.front());
-    made->origin.macro_origin = &made->declarations.front().start;
+    made->source = std::move(statement.text);
+    made->made_for = *statement.place;
+    made->origin.macro_origin = &*made->made_for;
     if (!tvr_tokenizer(*made, report).run()) return false;
-    const auto where = view.tokens.begin() + ptrdiff_t(found.first) + 1;
-    view.tokens.insert(where, made->tokens.begin(), made->tokens.end() - 1);
+    out.insert(out.end(), made->tokens.begin(), made->tokens.end() - 1);  // but the end of file
     made->tokens = {};
     view.included.push_back(std::move(made));
     return true;

@@ -15,7 +15,7 @@ bool has_place(const tvr_src_token* token) {
 std::string with_place(const tvr_src_token& token, std::string_view message) {
     const tvr_src_token& use = tvr_place_of_use(token);
     std::string text = tvr_join(tvr_source_excerpt(use), message);
-    if (&use != &token && has_place(&token) && !token.view()->generated) {
+    if (&use != &token && has_place(&token) && !token.view()->made_for) {
         std::string definition = tvr_source_excerpt(token);
         definition.pop_back();  // the last line feed
         text += tvr_join("\nin a definition:\n", definition);

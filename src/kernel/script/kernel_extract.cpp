@@ -34,7 +34,7 @@ bool has_name_in_scripts(const tvr_declaration& declaration) {
 }  // namespace
 
 void tvr_kernel_extract::take(const std::vector<tvr_declaration>& declarations,
-                              std::string& statements, std::string& error,
+                              std::vector<tvr_declared_statement>& statements, std::string& error,
                               const tvr_src_token*& place) {
     for (const tvr_declaration& each : declarations) {
         if (!has_name_in_scripts(each) || !tvr_is_reserved_word(each.name.code)) continue;
@@ -51,12 +51,15 @@ void tvr_kernel_extract::take(const std::vector<tvr_declaration>& declarations,
         place = find_place(declarations, wrong);
         return;
     }
-    statements = tvr_join("__tvr_kernel_unit = std.kernel_compile(\"", tvr_escape_string(text),
-                          "\", \"", tvr_escape_string(file), "\");\n");
+    statements.push_back(
+        {tvr_join(tvr_kernel_unit_name, " = std.kernel_compile(\"", tvr_escape_string(text),
+                  "\", \"", tvr_escape_string(file), "\");"),
+         &declarations.front().start});
     for (const tvr_declaration& each : declarations) {
         if (!has_name_in_scripts(each)) continue;
         const std::string_view name = each.name.text();
-        statements += tvr_join(name, " = __tvr_kernel_unit.get(\"", name, "\");\n");
+        statements.push_back(
+            {tvr_join(name, " = ", tvr_kernel_unit_name, ".get(\"", name, "\");"), &each.start});
     }
 }
 

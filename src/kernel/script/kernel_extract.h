@@ -5,8 +5,8 @@
 // The front end cuts them out of the tokens (frontend/syntax/declarations.h) and hands them over
 // here. Their texts are put together, each behind a #line directive and as far to the right as it
 // stands in its file, so that errors and traps name true places, and compiled at once: a wrong
-// kernel stops the load of the file. In the place of the first declaration comes script text that
-// fetches the unit from the cache and gives each kernel, struct and constant its name:
+// kernel stops the load of the file. In front of the script's own statements come some that fetch
+// the unit from the cache and give each kernel, struct and constant its name:
 //
 //     __tvr_kernel_unit = std.kernel_compile("...", "show.tvio");
 //     glow = __tvr_kernel_unit.get("glow");
@@ -25,8 +25,9 @@ inline constexpr std::string_view tvr_kernel_unit_name = "__tvr_kernel_unit";
 
 class tvr_kernel_extract : public tvr_declaration_hook {
 public:
-    void take(const std::vector<tvr_declaration>& declarations, std::string& statements,
-              std::string& error, const tvr_src_token*& place) override;
+    void take(const std::vector<tvr_declaration>& declarations,
+              std::vector<tvr_declared_statement>& statements, std::string& error,
+              const tvr_src_token*& place) override;
 
     std::shared_ptr<const tvrk_unit> unit;  // of the declarations; null before, and for none
 

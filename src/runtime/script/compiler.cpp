@@ -88,7 +88,7 @@ std::string tvr_compiler::program_cache_key(const std::string& path) const {
 void tvr_compiler::note_files(const tvr_src_token_view& view,
                               std::vector<source_file>& files) const {
     source_file file{view.path, script.file_sys().modified_ns(view.path), &view.source};
-    if (!view.generated) {
+    if (!view.made_for) {
         if (!has_text(file)) file.modified_ns = 0;
         files.push_back(std::move(file));
     }

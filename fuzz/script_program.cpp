@@ -76,7 +76,9 @@ bool compile(const std::string& text) {
     tvr_lexer lexer;
     std::shared_ptr<const tvr_ast> tree = lexer.load_source(text, "fuzz.tvio");
     if (tree == nullptr) return false;
-    const auto program = tvr_asm_builder(script, std::move(tree), lexer.report).create_program();
+    tvr_package_imports imports(script);
+    const auto program =
+        tvr_asm_builder(script, std::move(tree), imports, lexer.report).create_program();
     demand(bool(program) != lexer.report.failed());
     demand(log.reports == (program ? 0 : 1));
     if (!program) {

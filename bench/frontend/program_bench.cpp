@@ -23,7 +23,8 @@ const std::string& source() {
 // The functions of the root block, or 0 when the text does not compile.
 size_t build(tvrscript& script, const std::shared_ptr<const tvr_ast>& tree) {
     tvr_syntax_report report;
-    const auto program = tvr_asm_builder(script, tree, report).create_program();
+    tvr_package_imports imports(script);
+    const auto program = tvr_asm_builder(script, tree, imports, report).create_program();
     return program ? program->sub_blocks.size() : 0;
 }
 

@@ -32,7 +32,8 @@ const std::string& source() {
 }
 
 size_t findings_of(tvrscript& script, const tvr_ast& tree) {
-    tvr_strict_checker checker(script, tree);
+    tvr_package_imports imports(script);
+    tvr_strict_checker checker(script, tree, imports, nullptr);
     checker.infer();
     return checker.report();
 }
@@ -44,7 +45,9 @@ void compile_of_10000_lines(benchmark::State& run) {
     for (auto _ : run) {
         tvr_syntax_report report;
         std::shared_ptr<const tvr_ast> tree = lexer.load_source(source());
-        const auto program = tvr_asm_builder(script, std::move(tree), report).create_program();
+        tvr_package_imports imports(script);
+        const auto program =
+            tvr_asm_builder(script, std::move(tree), imports, report).create_program();
         if (!program) return run.SkipWithError("the source does not compile");
     }
     run.SetItemsProcessed(run.iterations() * lines_of(source()));

@@ -30,8 +30,10 @@ public:
         tvr_lexer lexer;
         std::shared_ptr<const tvr_ast> ast = lexer.load_source(text);
         tvrptr_strong<tvr_program_block_root> program;
+        tvr_package_imports imports(script);
         if (ast != nullptr)
-            program = tvr_asm_builder(script, std::move(ast), lexer.report).create_program();
+            program =
+                tvr_asm_builder(script, std::move(ast), imports, lexer.report).create_program();
         finding = lexer.report.first_error();
         return program;
     }

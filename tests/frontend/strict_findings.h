@@ -25,7 +25,8 @@ public:
         tvr_lexer lexer(&kernels);
         const auto ast = lexer.load_source(std::move(text), path);
         if (ast == nullptr) return "no tree: " + lexer.report.first_error().message + "\n";
-        tvr_strict_checker_impl checker(maker.script, *ast, kernels.unit.get());
+        tvr_package_imports imports(maker.script);
+        tvr_strict_checker_impl checker(maker.script, *ast, imports, kernels.unit.get());
         checker.infer();
         std::string said;
         for (const tvr_strict_finding& finding : checker.findings.found())

@@ -100,6 +100,25 @@ TEST(module_loader, says_what_is_wrong_with_files) {
         log.heard("L Adding module source path to search paths: " + first.path + "/empty/src"));
 }
 
+TEST(module_loader, is_asked_once_by_a_compile) {
+    tvrscript_config_default config = packages_of(BROKEN_PACKAGES);
+    config.strict_mode = true;
+    listening_log log;
+    interpreter in(log, false, config);
+    const std::pair<const char*, const char*> rows[] = {
+        {"no_check", "does not export tavroglue_check()"},
+        {"nowhere", "E No package.tvr found for module 'nowhere'."},
+    };
+    for (const auto& [name, message] : rows) {
+        EXPECT_FALSE(in.script.create_program_from_source(tvr_join("import ", name, ";"), "show"));
+        const std::string said = log.said();
+        EXPECT_NE(said.find(tvr_join("Cannot load module: ", name)), std::string::npos) << said;
+        const size_t first = said.find(message);
+        ASSERT_NE(first, std::string::npos) << said;
+        EXPECT_EQ(said.find(message, first + 1), std::string::npos) << said;
+    }
+}
+
 class testmod : public testing::Test {
 protected:
     // What a script prints, with the errors it ends in.

@@ -9,8 +9,8 @@
 using node_type = tvr_ast_node_type;
 
 tvr_asm_builder::tvr_asm_builder(tvrscript& of, std::shared_ptr<const tvr_ast> tree,
-                                 tvr_syntax_report& to)
-    : script(of), ast(std::move(tree)), report(to) {}
+                                 tvr_package_imports& packages, tvr_syntax_report& to)
+    : script(of), ast(std::move(tree)), imports(packages), report(to) {}
 
 tvr_asm_builder::open_scope::open_scope(tvr_asm_builder& of, tvr_code_scope& scope)
     : builder(of), outer(of.here), outer_used(of.used.size()) {

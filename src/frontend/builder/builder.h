@@ -7,6 +7,7 @@
 //   builder.cpp       a program, its blocks, statements
 //   names.cpp         what a name means where it stands, and the code for it
 //   namespaces.cpp    using, import, paths
+//   package_imports.h the packages that a compile imports
 //   expressions.cpp   literals, operators, lists
 //   access.cpp        chains of members, indices and calls
 //   assignments.cpp   assignment, increments, new variables
@@ -37,6 +38,7 @@
 
 #include "frontend/builder/code_scope.h"
 #include "frontend/builder/draft.h"
+#include "frontend/builder/package_imports.h"
 #include "frontend/program/program_block.h"
 #include "frontend/syntax/ast.h"
 #include "frontend/syntax/syntax_report.h"
@@ -47,7 +49,7 @@ class tvrscript;
 class tvr_asm_builder {
 public:
     tvr_asm_builder(tvrscript& script, std::shared_ptr<const tvr_ast> ast,
-                    tvr_syntax_report& report);
+                    tvr_package_imports& imports, tvr_syntax_report& report);
 
     // Null after an error. Once for each builder.
     tvrptr_strong<tvr_program_block_root> create_program();
@@ -282,6 +284,7 @@ private:
 
     tvrscript& script;
     std::shared_ptr<const tvr_ast> ast;
+    tvr_package_imports& imports;
     tvr_syntax_report& report;
     tvrptr_strong<tvr_program_block_root> root;
     tvr_code_scope* here = nullptr;         // the innermost scope

@@ -2,7 +2,6 @@
 
 #include "frontend/builder/builder.h"
 #include "runtime/log/log.h"
-#include "runtime/script/global.h"
 #include "runtime/script/script.h"
 
 using node_type = tvr_ast_node_type;
@@ -36,8 +35,7 @@ bool tvr_asm_builder::compile_using(const tvr_ast_node_using_namespace& node) {
     found what = find_in_namespaces(node.path[0]->text());
     if (node.import && what.is != found::kind::name_space) {
         const std::string package(node.path[0]->text());
-        if (!tvr_global().import_external_module(script, package))
-            return refuse(node.path[0], "Cannot load module: ", package);
+        if (!imports.load(package)) return refuse(node.path[0], "Cannot load module: ", package);
         what = find_in_namespaces(package);
     }
     for (size_t i = 1; i < node.path.size() && what.is == found::kind::name_space; ++i)

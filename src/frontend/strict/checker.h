@@ -52,6 +52,7 @@
 #include "runtime/value/operators.h"
 
 class tvr_namespace;
+class tvr_package_imports;
 class tvrscript;
 struct tvrk_program;
 struct tvrk_unit;
@@ -59,7 +60,8 @@ struct tvrk_unit;
 class tvr_strict_checker_impl {
 public:
     // The kernels are those that the tree's files declare; null for none.
-    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels);
+    tvr_strict_checker_impl(tvrscript& script, const tvr_ast& ast, tvr_package_imports& imports,
+                            const tvrk_unit* kernels);
 
     void infer();
 
@@ -304,6 +306,7 @@ private:
 
     tvrscript& script;
     const tvr_ast& ast;
+    tvr_package_imports& imports;
     const tvrk_unit* kernels;
     tvr_strict_survey survey;
     tvr_strict_natives natives;

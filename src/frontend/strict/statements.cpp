@@ -1,9 +1,8 @@
 // Statements: blocks, branches, loops, and where they leave the variables.
 
+#include "frontend/builder/package_imports.h"
 #include "frontend/strict/checker.h"
-#include "runtime/filesys/filesys.h"
 #include "runtime/object/namespaces.h"
-#include "runtime/script/global.h"
 #include "runtime/script/script.h"
 
 using how = tvr_strict_write::how;
@@ -22,10 +21,12 @@ bool is_always_true(const tvr_ast_node& condition) {
 }  // namespace
 
 tvr_strict_checker_impl::tvr_strict_checker_impl(tvrscript& of, const tvr_ast& tree,
+                                                 tvr_package_imports& packages,
                                                  const tvrk_unit* declared)
     : findings(of.config.strict_mode),
       script(of),
       ast(tree),
+      imports(packages),
       kernels(declared),
       survey(tree),
       natives(of.root_namespace),
@@ -254,14 +255,12 @@ void tvr_strict_checker_impl::check_returned(const type& value, token at) {
              tvr_strict_type_name(function->result), ", not ", tvr_strict_type_name(value), ".");
 }
 
-// A package that is missing is the builder's business.
+// What cannot be imported is the builder's business.
 void tvr_strict_checker_impl::walk_using(const tvr_ast_node_using_namespace& node) {
     link_value found = find_in_namespaces(node.path[0]->text());
     if (node.import && found.space == nullptr) {
         const std::string package(node.path[0]->text());
-        const bool there = script.is_namespace_allowed(package) &&
-                           !script.file_sys().find_files(package + "/package.tvr").empty();
-        if (!there || !tvr_global().import_external_module(script, package)) return;
+        if (!script.is_namespace_allowed(package) || !imports.load(package)) return;
         found = find_in_namespaces(package);
     }
     for (size_t i = 1; i < node.path.size() && found.space != nullptr; ++i)

@@ -7,6 +7,7 @@
 #include <memory>
 
 class tvr_ast;
+class tvr_package_imports;
 class tvr_strict_checker_impl;
 class tvrscript;
 struct tvrk_unit;
@@ -14,7 +15,8 @@ struct tvrk_unit;
 class tvr_strict_checker {
 public:
     // The kernels are those that the tree's files declare; null for none.
-    tvr_strict_checker(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels = nullptr);
+    tvr_strict_checker(tvrscript& script, const tvr_ast& ast, tvr_package_imports& imports,
+                       const tvrk_unit* kernels);
     ~tvr_strict_checker();
     tvr_strict_checker(const tvr_strict_checker&) = delete;
     tvr_strict_checker& operator=(const tvr_strict_checker&) = delete;
@@ -30,4 +32,5 @@ private:
 
 // Runs the checker where strict mode or the source asks for it. False when there were findings and
 // strict errors are on.
-bool tvr_strict_check(tvrscript& script, const tvr_ast& ast, const tvrk_unit* kernels = nullptr);
+bool tvr_strict_check(tvrscript& script, const tvr_ast& ast, tvr_package_imports& imports,
+                      const tvrk_unit* kernels);

@@ -25,8 +25,9 @@ tvrptr_strong<tvr_program_block_root> tvr_compiler::build(std::shared_ptr<const 
                                                           tvr_syntax_report& report,
                                                           const tvrk_unit* kernels) {
     tvrptr_strong<tvr_program_block_root> program;
-    if (ast != nullptr && tvr_strict_check(script, *ast, kernels))
-        program = tvr_asm_builder(script, std::move(ast), report).create_program();
+    tvr_package_imports imports(script);
+    if (ast != nullptr && tvr_strict_check(script, *ast, imports, kernels))
+        program = tvr_asm_builder(script, std::move(ast), imports, report).create_program();
     if (!program) script.log().err("Cannot create program.");
     return program;
 }

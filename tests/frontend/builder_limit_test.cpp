@@ -89,6 +89,20 @@ TEST(builder_limit, what_may_nest_compiles_on_a_small_stack) {
     });
 }
 
+// class c0 { } class c1 : c0 { } and so on.
+std::string classes_below_each_other(size_t count) {
+    std::string text = "class c0 { }";
+    for (size_t i = 1; i < count; ++i) text += tvr_join(" class c", i, " : c", i - 1, " { }");
+    return text;
+}
+
+TEST(builder_limit, classes_derive_from_so_many_others) {
+    program_maker maker;
+    EXPECT_EQ(maker.error(classes_below_each_other(tvr_max_class_levels)), "");
+    EXPECT_EQ(maker.error(classes_below_each_other(5000)),
+              "Class 'c256' derives from too many classes (limit 255).");
+}
+
 TEST(builder_limit, fields_of_one_byte_do_not_overflow) {
     program_maker maker;
     std::string params = "p0", values = "1";

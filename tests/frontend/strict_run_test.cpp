@@ -42,6 +42,27 @@ TEST(strict_run, report) {
     EXPECT_TRUE(compiles(strict, "x = 1;"));
 }
 
+// Each of these takes minutes where the time grows with the square of the source's length.
+TEST(strict_run, long_sources) {
+    constexpr size_t count = 30000, contracts = 3000;
+    std::string line, marks, interfaces = "interface i0 { def m() { } }\n";
+    for (size_t i = 0; i < count; ++i) {
+        line += tvr_join("x", i, " = 1 / 0; ");
+        marks += tvr_join("#strict on\nx", i, " = 1 / 0;\n#strict off\n");
+    }
+    for (size_t i = 0; i < contracts; ++i)
+        interfaces += tvr_join("interface i", i + 1, " : i", i, " { }\n");
+    interfaces += tvr_join("class c : i", contracts, " { }");
+    strict_findings strict;
+    auto& warnings = strict.maker.scope.log.warnings;
+    for (const auto& [source, findings] :
+         {std::pair(line, count), {marks, count}, {interfaces, 0}}) {
+        warnings.clear();
+        EXPECT_TRUE(compiles(strict, source.c_str()));
+        EXPECT_EQ(warnings.size(), findings);
+    }
+}
+
 TEST(strict_run, marks) {
     struct row {
         const char* what;

@@ -44,12 +44,16 @@ bool has_level(const class_block& made, const class_block* definition) {
                        [&](const auto& level) { return level.definition.get() == definition; });
 }
 
-void add_levels_of_bases(class_block& made) {
+// False when there are more than a class may have.
+bool add_levels_of_bases(class_block& made) {
     for (const class_block::base_class& base : made.bases) {
         for (const class_block::inheritance_level& level : base.definition.get()->levels) {
-            if (!has_level(made, level.definition.get())) made.levels.push_back(level);
+            if (has_level(made, level.definition.get())) continue;
+            if (made.levels.size() == tvr_max_class_levels) return false;
+            made.levels.push_back(level);
         }
     }
+    return true;
 }
 
 void collect_abstract_methods(class_block& made) {
@@ -92,7 +96,9 @@ bool tvr_asm_builder::declare_class(const tvr_ast_node_class_def& def) {
     scope.is = tvr_code_scope::role::class_body;
     const open_scope opened(*this, scope);
     if (!add_own(*made, def)) return false;
-    add_levels_of_bases(*made);
+    if (!add_levels_of_bases(*made))
+        return refuse(def.name, "Class '", def.name->text(),
+                      "' derives from too many classes (limit ", tvr_max_class_levels - 1, ").");
     collect_abstract_methods(*made);
     return check_members(*made, def);
 }

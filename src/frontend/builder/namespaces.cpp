@@ -44,7 +44,9 @@ bool tvr_asm_builder::compile_using(const tvr_ast_node_using_namespace& node) {
         return refuse(node.path[0], "Cannot import namespace '", path, "'");
     if (!is_allowed(what.space, node.path[0])) return false;
     tvr_log().log("Using namespace: ", what.space.path);
-    used.push_back(std::move(what.space));
+    // Files that are put together open the same one again and again.
+    if (used.empty() || used.back().space != what.space.space)
+        used.push_back(std::move(what.space));
     return true;
 }
 

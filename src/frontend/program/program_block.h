@@ -144,6 +144,10 @@ public:
     std::shared_ptr<const tvrk_unit> kernels;  // of its kernel declarations; null for none
 };
 
+// A class and all classes that it derives from. Each has a table of all of them, and their bodies
+// run inside of each other.
+inline constexpr size_t tvr_max_class_levels = 256;
+
 // Its variables are the members, those of the bases first; its code sets their first values.
 class tvr_program_block_class : public tvr_program_block_routine {
 public:

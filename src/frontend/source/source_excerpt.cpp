@@ -1,6 +1,6 @@
 #include "frontend/source/source_excerpt.h"
 
-#include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "base/join.h"
@@ -9,34 +9,31 @@
 
 namespace {
 
-std::string_view line_of(std::string_view source, uint32_t line) {
-    size_t start = 0;
-    for (uint32_t i = 1; i < line; ++i) {
-        const size_t feed = source.find('\n', start);
-        if (feed == std::string_view::npos) return {};
-        start = feed + 1;
+// The bytes in front of the first that is no ASCII, of which each is a column. Eight at a time: a
+// line may be as long as the whole source, with many places in it to report.
+size_t plain_bytes(std::string_view text) {
+    constexpr uint64_t high_bits = 0x8080808080808080;
+    size_t at = 0;
+    for (uint64_t eight; at + sizeof eight <= text.size(); at += sizeof eight) {
+        std::memcpy(&eight, text.data() + at, sizeof eight);
+        if ((eight & high_bits) != 0) break;
     }
-    std::string_view text = source.substr(start, source.find('\n', start) - start);
-    if (text.ends_with('\r')) text.remove_suffix(1);
-    return text;
+    while (at < text.size() && uint8_t(text[at]) < 0x80) ++at;
+    return at;
 }
 
-// The columns of a line that are shown; a line may be as long as the whole source.
-struct window {
-    size_t first, last;  // last is the one behind
-    bool cut;            // whether the line goes on there
-};
-
-window window_of(std::string_view line, size_t caret) {
-    constexpr size_t half = tvr_longest_excerpt / 2;
-    const size_t enough = std::max(caret + tvr_longest_excerpt, tvr_longest_excerpt + 1);
-    size_t columns = 0;
-    for (; columns < enough && !line.empty(); ++columns)
+void skip_columns(std::string_view& line, size_t columns) {
+    const size_t plain = plain_bytes(line.substr(0, columns));
+    line.remove_prefix(plain);
+    for (columns -= plain; columns > 0 && !line.empty(); --columns)
         line.remove_prefix(tvr_decode_utf8(line).bytes);
-    if (columns <= tvr_longest_excerpt) return {0, columns, false};
-    const size_t first = caret > half ? caret - half : 0;
-    const size_t last = std::min(columns, first + tvr_longest_excerpt);
-    return {first, last, last < columns || !line.empty()};
+}
+
+// The first column that is shown, from 0: a long line is cut around the caret.
+size_t first_shown(std::string_view line, size_t caret) {
+    constexpr size_t half = tvr_longest_excerpt / 2;
+    skip_columns(line, tvr_longest_excerpt);
+    return !line.empty() && caret > half ? caret - half : 0;
 }
 
 // What is shown of a code point, and what stands below it left of the caret. Bytes that could
@@ -66,22 +63,17 @@ const tvr_src_token& tvr_place_of_use(const tvr_src_token& token) {
 
 std::string tvr_source_excerpt(const tvr_src_token& token) {
     constexpr std::string_view cut = "...";
-    std::string_view line = line_of(token.view()->source, token.line);
-    const size_t caret = size_t(token.column) - 1;
-    const window show = window_of(line, caret);
-    std::string shown, below;
-    if (show.first > 0) {
-        shown += cut;
-        below.append(cut.size(), ' ');
-    }
-    for (size_t column = 0; column < show.last; ++column) {
+    std::string_view line = token.view()->line_text(token.line);
+    const size_t caret = size_t(token.column) - 1, first = first_shown(line, caret);
+    skip_columns(line, first);
+    std::string shown(first > 0 ? cut : ""), below(shown.size(), ' '), beyond;
+    const size_t last = first + tvr_longest_excerpt;
+    for (size_t column = first; column < last && !line.empty(); ++column) {
         const tvr_code_point point = tvr_decode_utf8(line);
-        std::string beyond;
-        if (column >= show.first)
-            append_column(line, point, shown, column < caret ? below : beyond);
+        append_column(line, point, shown, column < caret ? below : beyond);
         line.remove_prefix(point.bytes);
     }
-    if (show.cut) shown += cut;
+    if (!line.empty()) shown += cut;
     return tvr_join("--> ", token.view()->path, ":", token.line, ":", token.column, "\n | ", shown,
                     "\n | ", below, "^~~~~\n");
 }

@@ -40,13 +40,19 @@ bool tvr_src_token_view::has_strict_marks() const {
 }
 
 bool tvr_src_token_view::is_strict_at(const tvr_src_token& token, bool otherwise) const {
-    bool strict = otherwise;
-    for (const strict_mark& mark : strict_marks) {
-        if (mark.line > token.line || (mark.line == token.line && mark.column > token.column))
-            break;
-        strict = mark.on;
-    }
-    return strict;
+    const auto behind = std::ranges::partition_point(strict_marks, [&](const strict_mark& mark) {
+        return std::pair(mark.line, mark.column) <= std::pair(token.line, token.column);
+    });
+    return behind != strict_marks.begin() ? std::prev(behind)->on : otherwise;
+}
+
+std::string_view tvr_src_token_view::line_text(uint32_t line) const {
+    if (line < 1 || line > line_starts.size()) return {};
+    const size_t start = line_starts[line - 1];
+    const size_t end = line < line_starts.size() ? line_starts[line] - 1 : source.size();
+    std::string_view text = std::string_view(source).substr(start, end - start);
+    if (text.ends_with('\r')) text.remove_suffix(1);
+    return text;
 }
 
 std::string_view tvr_src_token_view::keep_text(std::string text) {

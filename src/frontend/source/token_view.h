@@ -45,6 +45,9 @@ public:
     // Included files start anew.
     bool is_strict_at(const tvr_src_token& token, bool otherwise) const;
 
+    // A line of the source, from 1, without its end; empty for one that there is not.
+    std::string_view line_text(uint32_t line) const;
+
     // Keeps a text that no source holds, such as the value of __DIR__, as long as this view.
     std::string_view keep_text(std::string text);
 
@@ -58,7 +61,7 @@ public:
     std::vector<tvr_declaration> declarations;
     std::vector<std::shared_ptr<tvr_src_token_view>> included;
     std::deque<std::string> kept_texts;
-    uint32_t lines = 0;
+    std::vector<uint32_t> line_starts;  // where each line of the source begins, in bytes
 
     // What the text holds at all, so that passes that look for it can be left out.
     bool has_directives = false;

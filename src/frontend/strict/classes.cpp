@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "frontend/builder/tree_walk.h"
+#include "frontend/program/program_block.h"
 
 namespace {
 
@@ -61,6 +62,10 @@ void tvr_strict_checker_impl::add_base(tvr_strict_class& made, token name) {
     }
     for (const tvr_strict_class* level : base->levels) {
         if (made.derives_from(*level)) continue;
+        if (made.levels.size() == tvr_max_class_levels) {
+            made.is_whole = false;
+            return;
+        }
         made.levels.push_back(level);
         level->derived.push_back(&made);
     }

@@ -265,5 +265,6 @@ void tvr_strict_checker_impl::walk_using(const tvr_ast_node_using_namespace& nod
     }
     for (size_t i = 1; i < node.path.size() && found.space != nullptr; ++i)
         found = find_in(*found.space, node.path[i]->text());
-    if (found.space != nullptr) used.push_back(found.space);
+    const bool again = !used.empty() && used.back() == found.space;
+    if (found.space != nullptr && !again) used.push_back(found.space);
 }

@@ -38,7 +38,7 @@ std::unique_ptr<tvr_ast> tvr_lexer::load_source(std::string text, const std::str
         log.err("token_map creation failed after ", since_start.milliseconds(), " ms");
         return nullptr;
     }
-    const uint32_t lines = tokens->lines;
+    const size_t lines = tokens->line_starts.size();
     std::unique_ptr<tvr_src_command_view> commands = stage_2(std::move(tokens));
     if (commands == nullptr) {
         log.err("command_map creation failed after ", since_start.milliseconds(), " ms");

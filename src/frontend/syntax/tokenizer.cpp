@@ -40,11 +40,9 @@ bool is_high(char c) {
 }  // namespace
 
 tvr_tokenizer::tvr_tokenizer(tvr_src_token_view& into, tvr_syntax_report& to)
-    : view(into),
-      report(to),
-      at(into.source.data()),
-      end(at + into.source.size()),
-      line_start(at) {}
+    : view(into), report(to), at(into.source.data()), end(at + into.source.size()), line_start(at) {
+    view.line_starts.assign(1, 0);
+}
 
 bool tvr_tokenizer::run() {
     if (view.source.size() > tvr_max_source_bytes)
@@ -57,7 +55,6 @@ bool tvr_tokenizer::run() {
     if (view.tokens.empty() || !view.tokens.back().is(tvr_token_code::line_end))
         emit(tvr_token_code::line_end, text_from(at), here());
     emit(tvr_token_code::end_of_file, text_from(at), here());
-    view.lines = line;
     return true;
 }
 
@@ -103,6 +100,7 @@ char tvr_tokenizer::peek(size_t ahead) const {
 }
 
 bool tvr_tokenizer::fail(const place& where, std::string_view message) {
+    skip_to(end);  // the report wants to know where the line ends
     tvr_src_token token;
     token.line = where.line;
     token.column = where.column;
@@ -116,6 +114,7 @@ void tvr_tokenizer::start_line() {
     ++at;
     ++line;
     line_start = at;
+    view.line_starts.push_back(uint32_t(at - view.source.data()));
 }
 
 void tvr_tokenizer::skip_code_point() {

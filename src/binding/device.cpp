@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "base/bounded.h"
 #include "binding/script_value.h"
 #include "net/relay/relay.h"
 #include "runtime/local/error_sink.h"
@@ -124,8 +125,8 @@ void tvr_deckbus::collect_events() {
         if (events_polled) script_events.push_back(made);
         uncalled.push_back({std::move(event.kind), made});
     }
-    while (script_events.size() > max_script_events) script_events.pop_front();
-    while (uncalled.size() > deckbus::max_events) uncalled.pop_front();
+    tvr_drop_oldest(script_events, max_script_events);
+    tvr_drop_oldest(uncalled, deckbus::max_events);
 }
 
 // A callback may do anything: let go of the last variable that holds this object, close it, open

@@ -38,9 +38,4 @@ using event_queue = std::deque<event>;
 
 inline constexpr size_t max_events = 1024;  // of any queue of events; the oldest are dropped
 
-// Drops the oldest events above max_events.
-inline void bound_events(event_queue& queue) {
-    while (queue.size() > max_events) queue.pop_front();
-}
-
 }  // namespace deckbus

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "base/bounded.h"
+
 namespace deckbus {
 
 void net_audio::add(audio_chunk chunk) {
@@ -14,7 +16,7 @@ void net_audio::add(audio_chunk chunk) {
     }
     last_seq[chunk.source] = chunk.seq;
     chunks.push_back(std::move(chunk));
-    while (chunks.size() > max_chunks) chunks.pop_front();
+    tvr_drop_oldest(chunks, max_chunks);
 }
 
 void net_audio::fill_gap(const audio_chunk& next, uint32_t last, int32_t missing) {

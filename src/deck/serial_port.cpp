@@ -14,6 +14,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/clock.h"
+
 namespace deckbus {
 
 namespace {
@@ -127,6 +129,9 @@ bool serial_port::configure(int baud, std::string& error) {
 
 void serial_port::close() {
     if (fd < 0) return;
+    // The driver of a board that takes nothing any more would keep close() waiting for half a minute
+    // for what was written and not sent, and with it whoever ends the session.
+    ::tcflush(fd, TCOFLUSH);
     // On a pty the exclusive mark outlives the closing and would keep everybody but root out.
     if (claimed) ::ioctl(fd, TIOCNXCL);
     ::close(fd);
@@ -146,8 +151,20 @@ int serial_port::read(uint8_t* buffer, size_t size, int timeout_ms) {
     return got == 0 ? -1 : int(got);  // ready and nothing there: end of file
 }
 
+// False when the port took nothing for so long, however many signals came meanwhile.
+bool serial_port::wait_for_room() const {
+    constexpr double patience_s = 0.5, ms_per_s = 1000.0;
+    const double until = tvr_now_s() + patience_s;
+    for (;;) {
+        pollfd waiting{fd, POLLOUT, 0};
+        const double left_s = std::max(until - tvr_now_s(), 0.0);
+        const int ready = ::poll(&waiting, 1, int(left_s * ms_per_s));
+        if (ready > 0) return true;
+        if (ready == 0 || errno != EINTR) return false;
+    }
+}
+
 bool serial_port::write(const void* data, size_t size) {
-    constexpr int patience_ms = 500;
     if (fd < 0) return size == 0;
     const auto* rest = static_cast<const char*>(data);
     while (size > 0) {
@@ -158,8 +175,7 @@ bool serial_port::write(const void* data, size_t size) {
             continue;
         }
         if (put < 0 && errno != EAGAIN && errno != EINTR) return false;
-        pollfd waiting{fd, POLLOUT, 0};
-        if (::poll(&waiting, 1, patience_ms) <= 0) return false;
+        if (!wait_for_room()) return false;
     }
     return true;
 }

@@ -2,9 +2,12 @@
 
 #include <cstdio>
 #include <map>
+#include <system_error>
 #include <utility>
 
+#include "base/bounded.h"
 #include "base/forever.h"
+#include "base/join.h"
 #include "deck/net_audio.h"
 
 namespace deckbus {
@@ -134,7 +137,14 @@ session::~session() {
 void session::start() {
     if (is_network) return;
     running = true;
-    thread = std::thread(is_replay ? &session::run_replay : &session::run_serial, this);
+    try {
+        thread = std::thread(is_replay ? &session::run_replay : &session::run_serial, this);
+    } catch (const std::system_error& failed) {
+        // Not thrown on: the session's end needs the registry, which whoever starts it has locked.
+        running = false;
+        tvr_lock hold(mutex);
+        status = tvr_join("Cannot start a thread: ", failed.code().message());
+    }
 }
 
 void session::stop() {
@@ -175,7 +185,7 @@ std::shared_ptr<event_queue> session::listen() {
 
 void session::send(const std::string& command) {
     outgoing.push_back(command);
-    if (outgoing.size() > max_outgoing) outgoing.erase(outgoing.begin());
+    tvr_drop_oldest(outgoing, max_outgoing);
 }
 
 void session::publish() {
@@ -185,7 +195,7 @@ void session::publish() {
         const auto queue = weak.lock();
         if (queue == nullptr) return true;
         queue->insert(queue->end(), batch.begin(), batch.end());
-        bound_events(*queue);
+        tvr_drop_oldest(*queue, max_events);
         return false;
     });
 }
@@ -196,7 +206,7 @@ bool session::feed_line(std::string_view line, double t, bool use_bridge_clock) 
 }
 
 bool session::feed(std::string_view line, double t) {
-    if (!is_network) return false;
+    if (!is_network || line.size() > longest_line) return false;
     const size_t last = line.find_last_not_of(std::string_view("\0\n\r", 3));
     if (last == std::string_view::npos) return false;
     if (!state.connected && active_port.empty()) {
@@ -219,7 +229,11 @@ void session::tick(double t) {
 }
 
 std::vector<std::string> session::take_commands() {
-    if (!is_network) return {};
+    return is_network ? collect_commands() : std::vector<std::string>();
+}
+
+// The state's own go first.
+std::vector<std::string> session::collect_commands() {
     std::vector<std::string> commands = state.take_commands();
     commands.insert(commands.end(), std::make_move_iterator(outgoing.begin()),
                     std::make_move_iterator(outgoing.end()));

@@ -38,6 +38,7 @@ public:
     static constexpr int default_baud = 2000000;
     static constexpr double silence_s = 3.0;  // without a line, and the link counts as lost
     static constexpr size_t max_outgoing = 1024;
+    static constexpr size_t longest_line = 1048576;  // bytes; nothing longer is a line
 
     // Finding or making one; each takes the registry's mutex.
 
@@ -62,7 +63,7 @@ public:
     static std::vector<audio_chunk> take_network_audio();
 
     session() = default;
-    ~session();  // joins the transport thread; it notices within 50 ms
+    ~session();  // joins the transport thread; it notices within 50 ms, 500 ms where a port is full
     session(const session&) = delete;
     session& operator=(const session&) = delete;
 
@@ -93,8 +94,9 @@ public:
     // Commands of a network session for its transport; empty elsewhere.
     std::vector<std::string> take_commands() TVR_REQUIRES(mutex);
 
-    // Starts the transport thread, which a network session does not have.
-    void start();
+    // Starts the transport thread, which a network session does not have. Without a thread to be
+    // had nothing runs, and `status` says so.
+    void start() TVR_EXCLUDES(mutex);
 
     // Ends and joins it. Must not be called with the mutex held.
     void stop() TVR_EXCLUDES(mutex);
@@ -127,6 +129,7 @@ private:
     friend class replay_run;   // the replay
 
     bool feed_line(std::string_view line, double t, bool use_bridge_clock) TVR_REQUIRES(mutex);
+    std::vector<std::string> collect_commands() TVR_REQUIRES(mutex);
     bool serves(const std::string& port, int wanted_baud) TVR_EXCLUDES(mutex);
     void run_serial();
     void run_replay();

@@ -16,7 +16,6 @@ constexpr double retry_s = 2.0;
 constexpr double ping_interval_s = 5.0;
 constexpr int read_timeout_ms = 20;  // bounds the latency of stop() and of commands
 constexpr size_t read_bytes = 65536;
-constexpr size_t longest_line = 1048576;  // bytes; nothing longer is a line
 constexpr std::chrono::milliseconds closed_pause{50};
 
 // The wanted port, else the first one with the bridge's chip; empty when there is none.
@@ -93,11 +92,7 @@ private:
             link.publish();
             last_data = now;
         }
-        std::vector<std::string> commands = link.state.take_commands();
-        commands.insert(commands.end(), std::make_move_iterator(link.outgoing.begin()),
-                        std::make_move_iterator(link.outgoing.end()));
-        link.outgoing.clear();
-        return commands;
+        return link.collect_commands();
     }
 
     // The lines of one read share its time; the bridge's own clock restores their spacing.
@@ -112,7 +107,7 @@ private:
             begin = end + 1;
         }
         unfinished.erase(0, begin);
-        if (unfinished.size() > longest_line) unfinished.clear();
+        if (unfinished.size() > session::longest_line) unfinished.clear();
     }
 
     void disconnect(const char* reason) {

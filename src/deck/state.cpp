@@ -3,6 +3,7 @@
 #include <exception>
 #include <utility>
 
+#include "base/bounded.h"
 #include "deck/nesting_guard.h"
 
 namespace deckbus {
@@ -68,7 +69,7 @@ void state::apply(const json& line, double t) {
 
     // Any line brings its player into being, whatever its kind.
     const int64_t number = integer(line, "n", 0);
-    player* p = player_at(number);
+    player* p = get_player(line);
     if (p != nullptr) {
         const int n = int(number);
         if (kind == "beat") return apply_beat(line, *p, n, t);
@@ -94,10 +95,7 @@ void state::apply(const json& line, double t) {
 }
 
 player* state::get_player(const json& line) {
-    return player_at(integer(line, "n", 0));
-}
-
-player* state::player_at(int64_t n) {
+    const int64_t n = integer(line, "n", 0);
     return n < 1 || n > max_player ? nullptr : &players[int(n)];
 }
 
@@ -156,12 +154,12 @@ std::vector<audio_chunk> state::take_audio() {
 
 void state::add_event(std::string kind, json data, double t) {
     events.push_back({std::move(kind), std::move(data), t});
-    bound_events(events);
+    tvr_drop_oldest(events, max_events);
 }
 
 void state::add_command(std::string command) {
     commands.push_back(std::move(command));
-    if (commands.size() > max_commands) commands.erase(commands.begin());
+    tvr_drop_oldest(commands, max_commands);
 }
 
 }  // namespace deckbus

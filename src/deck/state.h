@@ -182,7 +182,6 @@ struct state {
     std::deque<audio_chunk> audio;
 
 private:
-    player* player_at(int64_t n);  // created when seen first; null outside 1 to max_player
     void apply_beat(const json& line, player& p, int n, double t);
     void apply_status(const json& line, player& p, int n, double t);
     void apply_mixer(const json& line, player& p, int n, double t);

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "base/bounded.h"
 #include "deck/state.h"
 
 namespace deckbus {
@@ -107,7 +108,7 @@ void state::apply_pcm(const json& line, double t) {
     chunk.us = integer(line, "us", 0);
     chunk.t = t;
     audio.push_back(std::move(chunk));
-    if (audio.size() > max_audio) audio.pop_front();
+    tvr_drop_oldest(audio, max_audio);
 }
 
 }  // namespace deckbus

@@ -1,5 +1,6 @@
 // The set list: what was really heard, in order.
 
+#include "base/bounded.h"
 #include "deck/state.h"
 
 namespace deckbus {
@@ -45,7 +46,7 @@ void state::count_heard(int n, const player& p, double dt, bool mixer_seen, doub
     json entry = {{"t", now}, {"n", n}, {"id", heard.id}, {"bpm", p.bpm}};
     for (const char* key : {"title", "artist", "key", "genre"}) entry[key] = text(info, key);
     history.push_back(std::move(entry));
-    if (history.size() > max_history) history.pop_front();
+    tvr_drop_oldest(history, max_history);
     ++history_rev;
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <random>
+#include <system_error>
 
 #include "base/clock.h"
 
@@ -94,10 +95,19 @@ bool GenericOSUDPSocket::bind(int port) {
         const std::string ip = tvrnet_text(interface_ip);
         std::fprintf(stderr, "bound to %s:%i\n", ip.substr(0, ip.find(':')).c_str(), bound_port);
     }
-    if (!options.threads) return true;
+    return !options.threads || start_threads();
+}
+
+bool GenericOSUDPSocket::start_threads() {
     running = true;
-    sender = std::thread([this] { send_loop(); });
-    receiver = std::thread([this] { recv_loop(); });
+    try {
+        sender = std::thread([this] { send_loop(); });
+        receiver = std::thread([this] { recv_loop(); });
+    } catch (const std::system_error& failed) {
+        if (options.tell) std::fprintf(stderr, "no thread: %s\n", failed.what());
+        invalidate_threads();
+        return false;
+    }
     return true;
 }
 

@@ -88,6 +88,7 @@ private:
 
     void set_options() const;
     void set_buffer(int option, int force_option, const char* form) const;
+    bool start_threads();
     void choose_interface(bool tell);
     void send_through_interface(const tvrnet_ip& to, const void* data, size_t length);
 

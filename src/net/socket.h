@@ -91,7 +91,7 @@ public:
     // Makes the socket. False, with the reason on standard error, when there is none to be had.
     virtual bool init() = 0;
 
-    // Takes a port, 0 for any. False when it is taken.
+    // Takes a port, 0 for any. False when it is taken, or when there is no thread to be had.
     virtual bool bind(int port) = 0;
 
     // Stops the threads. What is queued is lost.

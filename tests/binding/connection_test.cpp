@@ -1,36 +1,15 @@
 // Devices on real transports: recordings and a serial line, shared, blocked, and pulled out.
 
-#include <fcntl.h>
-#include <pty.h>
-#include <termios.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <thread>
 
+#include "../deck/board.h"
+#include "../support/scratch.h"
 #include "stage.h"
 
 namespace tavro::test {
 namespace {
-
-namespace fs = std::filesystem;
-
-// A name of its own below the temporary folder, gone at the end.
-class temporary_path {
-public:
-    temporary_path() {
-        static std::atomic<int> made{0};
-        path = fs::temp_directory_path() / tvr_join("device-", ::getpid(), "-", ++made);
-    }
-    ~temporary_path() { fs::remove(path); }
-    temporary_path(const temporary_path&) = delete;
-    temporary_path& operator=(const temporary_path&) = delete;
-
-    fs::path path;
-};
 
 class connection : public testing::Test {
 protected:
@@ -47,11 +26,11 @@ protected:
 };
 
 TEST_F(connection, a_recording_plays_for_all_who_ask_for_it) {
-    const temporary_path file;
-    std::ofstream(file.path) << R"({"t":"warn","msg":"first"}
+    const test_support::scratch folder;
+    const std::string path = folder.add("set.jsonl", R"({"t":"warn","msg":"first"}
 {"t":"beat","n":1,"bpm":120.0,"bb":1,"beat":1}
-{"t":"warn","msg":"last"})";
-    const std::string play = tvr_join("replay(\"", file.path.string(), "\", 0, false);\n");
+{"t":"warn","msg":"last"})");
+    const std::string play = tvr_join("replay(\"", path, "\", 0, false);\n");
     EXPECT_EQ(run("d = deckbus.device(); other = deckbus.device(); open = 1;\n"
                   "d.on_event((e) { std.print(e.type, e.msg ?? \"\"); if (e.msg == \"last\") open "
                   "= 0; });\n"
@@ -94,34 +73,6 @@ TEST_F(connection, is_shared_by_interpreters_on_two_threads) {
     EXPECT_EQ(said[1], "1 1|");
 }
 
-// A board on a pseudo terminal, whose name stays when the terminal goes.
-class board {
-public:
-    explicit board(const fs::path& name) : link(name) {
-        std::array<char, 128> terminal{};
-        termios raw{};
-        ::cfmakeraw(&raw);
-        EXPECT_EQ(::openpty(&fd, &other_end, terminal.data(), &raw, nullptr), 0);
-        fs::create_symlink(terminal.data(), link);
-    }
-    ~board() {
-        fs::remove(link);
-        ::close(fd);
-        ::close(other_end);
-    }
-    board(const board&) = delete;
-    board& operator=(const board&) = delete;
-
-    void say(const std::string& line) const {
-        const std::string text = line + "\n";
-        EXPECT_EQ(::write(fd, text.data(), text.size()), ssize_t(text.size()));
-    }
-
-private:
-    fs::path link;
-    int fd = -1, other_end = -1;
-};
-
 // How often the cable is pulled; TAVRO_REPLUGS asks for more than a test has time for.
 int replugs() {
     const char* asked = std::getenv("TAVRO_REPLUGS");
@@ -129,7 +80,8 @@ int replugs() {
 }
 
 TEST_F(connection, comes_back_whenever_the_cable_does) {
-    const temporary_path port;
+    const test_support::scratch folder;
+    const std::string port = folder.path("port");
     listening_log log;
     {
         interpreter in(log);
@@ -146,12 +98,12 @@ TEST_F(connection, comes_back_whenever_the_cable_does) {
             "d.on_event((e) { if (e.type == \"connected\") { n = n + 1; test.heard(n); }\n"
             "    if (e.type == \"disconnected\") test.heard(-n); });\n"
             "d.open(\"" +
-            port.path.string() + "\");");
+            port + "\");");
         for (int i = 1; i <= replugs(); ++i) {
             {
-                const board there(port.path);
+                const deckbus::test::board there(port);
                 in.run_until([&] {
-                    there.say(R"({"t":"hb","ms":1})");
+                    there.say("{\"t\":\"hb\",\"ms\":1}\n");
                     return heard == i;
                 });
             }

@@ -3,12 +3,12 @@
 #include "deck/session.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "../support/no_threads.h"
+#include "../support/scratch.h"
 #include "../support/waiting.h"
 #include "deck/net_audio.h"
 
@@ -20,20 +20,12 @@ namespace {
 // A recording in a file that goes with the test.
 class recording_file {
 public:
-    explicit recording_file(const std::string& content) {
-        static int made = 0;
-        path = std::filesystem::temp_directory_path() /
-               ("recording-" + std::to_string(::getpid()) + "-" + std::to_string(++made));
-        std::ofstream(path) << content;
-    }
-    ~recording_file() { std::filesystem::remove(path); }
-    recording_file(const recording_file&) = delete;
-    recording_file& operator=(const recording_file&) = delete;
-
-    std::string name() const { return path.string(); }
+    explicit recording_file(const std::string& content) : path(folder.add("set.jsonl", content)) {}
+    const std::string& name() const { return path; }
 
 private:
-    std::filesystem::path path;
+    const test_support::scratch folder;
+    const std::string path;
 };
 
 std::shared_ptr<session> replay(const recording_file& file, double speed, bool loop) {
@@ -201,6 +193,26 @@ TEST(commands, are_bounded) {
     EXPECT_TRUE(link.take_commands().empty());  // only the network takes them this way
 }
 
+// Without a thread a session says why nothing comes, and nobody who asks for another one is stuck.
+TEST(session, says_that_there_is_no_thread) {
+    const recording_file file("{\"t\":\"hello\"}\n");
+    std::shared_ptr<session> serial, set;
+    {
+        const test_support::no_threads none;
+        serial = session::open_serial("/nowhere");
+        set = replay(file, 1, false);
+    }
+    for (const auto& link : {serial, set}) {
+        tvr_lock hold(link->mutex);
+        EXPECT_EQ(link->status, "Cannot start a thread: Resource temporarily unavailable");
+    }
+    serial.reset();
+    set.reset();
+    const auto link = replay(file, 1, false);
+    const auto queue = link->attach();
+    EXPECT_EQ(heard_by_the_end(*link, *queue), "connected hello");
+}
+
 TEST(network, is_one_session_fed_from_outside) {
     session::network_feed("{\"t\":\"hello\"}", 1);  // nobody is there: nothing happens
     EXPECT_TRUE(session::network_take_commands().empty());
@@ -212,6 +224,8 @@ TEST(network, is_one_session_fed_from_outside) {
         tvr_lock hold(link->mutex);
         EXPECT_EQ(link->status, "Waiting for the relay (TavroNet)");
         EXPECT_FALSE(link->feed(std::string_view("\n\0\r", 3), 10));
+        const std::string endless(session::longest_line, ' ');
+        EXPECT_FALSE(link->feed("{\"t\":\"x\"" + endless + "}", 10));  // as over a cable
         EXPECT_EQ(link->active_port, "");
         EXPECT_FALSE(link->feed("news", 10));
         EXPECT_EQ(link->active_port, "tavronet");

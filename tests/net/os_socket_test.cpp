@@ -10,6 +10,7 @@
 #include <random>
 #include <span>
 
+#include "../support/no_threads.h"
 #include "base/clock.h"
 #include "net/base.h"
 #include "net/fault_socket.h"

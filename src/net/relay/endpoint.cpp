@@ -47,7 +47,6 @@ void endpoint::choose_relay(const tvrnet_mac& mac) {
     if (sender == nullptr || sender == relay) return;
     relay = std::move(sender);
     tvr_lock hold(state.relay_mutex);
-    state.relay = relay;
     state.relay_name = relay->name;
 }
 

@@ -1,6 +1,7 @@
 #include "net/relay/relay.h"
 
 #include <cstdlib>
+#include <system_error>
 #include <thread>
 
 #include "base/clock.h"
@@ -20,6 +21,7 @@ std::unique_ptr<endpoint> open_endpoint(bool tell) {
     options.tell = tell;
     auto node = std::make_unique<endpoint>(std::make_unique<GenericOSUDPSocket>(options),
                                            relay_of_process());
+    node->debug = std::getenv("DECKBUS_NET_DEBUG") != nullptr;
     if (!node->udp->init()) return nullptr;
     for (int port = first_port; port <= last_port; port++) {
         if (node->udp->bind(port)) return node;
@@ -27,16 +29,16 @@ std::unique_ptr<endpoint> open_endpoint(bool tell) {
     return nullptr;
 }
 
+void try_again_later(relay_state& state) {
+    state.retry_time = tvr_now_s() + retry_s;
+    state.running = false;
+}
+
 void run(bool tell) {
     relay_state& state = relay_of_process();
     const auto node = open_endpoint(tell);
-    if (node == nullptr) {
-        state.retry_time = tvr_now_s() + retry_s;
-        state.running = false;
-        return;
-    }
+    if (node == nullptr) return try_again_later(state);
     constexpr double ms_per_s = 1000.0;
-    node->debug = std::getenv("DECKBUS_NET_DEBUG") != nullptr;
     while (state.running) {
         node->update(uint64_t(tvr_now_s() * ms_per_s));
         node->udp->wait(rest_ms);
@@ -56,7 +58,11 @@ void start(bool tell) {
     bool stands = false;
     if (!state.running.compare_exchange_strong(stands, true)) return;
     // Never joined: it serves until the process ends, and what it touches is never destroyed.
-    std::thread(run, tell).detach();
+    try {
+        std::thread(run, tell).detach();
+    } catch (const std::system_error&) {
+        try_again_later(state);
+    }
 }
 
 bool started() {

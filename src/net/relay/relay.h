@@ -11,11 +11,10 @@
 // functions here may be called from any thread.
 
 #include <atomic>
-#include <memory>
+#include <cstdint>
 #include <string>
 
 #include "base/sync.h"
-#include "net/device.h"
 
 namespace deckbus::net {
 
@@ -24,7 +23,7 @@ inline constexpr int first_port = 6454, last_port = 6554;
 inline constexpr double retry_s = 10.0;  // after all ports were taken
 
 // Begins the node's thread, once. Does nothing while one runs, and for ten seconds after there was
-// no port to be had. With `tell` the socket's addresses and buffers go to standard error.
+// no port or no thread to be had. With `tell` the socket's addresses and buffers go to standard error.
 void start(bool tell = true);
 
 bool started();
@@ -39,8 +38,7 @@ struct relay_state {
     std::atomic<uint32_t> audio_packets{0}, line_packets{0};  // the node's thread counts
 
     tvr_mutex relay_mutex;
-    std::shared_ptr<tvrnet_device> relay TVR_GUARDED_BY(relay_mutex);  // the node's thread writes
-    std::string relay_name TVR_GUARDED_BY(relay_mutex);
+    std::string relay_name TVR_GUARDED_BY(relay_mutex);  // the node's thread writes
 };
 
 // Of this process. Made at first use, never destroyed.

@@ -111,6 +111,13 @@ TEST(os_socket, a_taken_port_is_noticed) {
     EXPECT_TRUE(second->bind(0));
 }
 
+TEST(os_socket, takes_no_port_without_threads_to_serve_it) {
+    const auto socket = make_socket(1, true);
+    ASSERT_TRUE(socket->init());
+    const test_support::no_threads here;
+    EXPECT_FALSE(socket->bind(0));
+}
+
 TEST(os_socket, has_a_mac_of_its_own_even_without_one_given) {
     tvrnet_socket_options options;
     options.tell = false;

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <pthread.h>
-
 #include <future>
 #include <optional>
 
+#include "../support/no_threads.h"
 #include "interpreter.h"
 #include "runtime/value/value.h"
 
@@ -209,31 +208,11 @@ TEST_F(task_test, a_busy_pool_makes_the_owner_wait_with_a_note) {
     EXPECT_TRUE(ended(first) && ended(second));
 }
 
-// Stacks as large as the address space: no thread can be started.
-class no_more_threads {
-public:
-    no_more_threads() {
-        pthread_getattr_default_np(&usual);
-        pthread_attr_t huge = usual;
-        pthread_attr_setstacksize(&huge, size_t(1) << 47);
-        pthread_setattr_default_np(&huge);
-    }
-    ~no_more_threads() {
-        pthread_setattr_default_np(&usual);
-        pthread_attr_destroy(&usual);
-    }
-    no_more_threads(const no_more_threads&) = delete;
-    no_more_threads& operator=(const no_more_threads&) = delete;
-
-private:
-    pthread_attr_t usual;
-};
-
 TEST_F(task_test, do_with_the_threads_that_the_system_gives) {
     load("n = 0; def f() { n += 1; }\nadd = f;", 1);
     tvr_thread_pool& pool = in->script.workers;
     {
-        const no_more_threads here;
+        const test_support::no_threads here;
         pool.set_thread_count(4);
     }
     pool.wait_for_init();

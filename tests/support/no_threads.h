@@ -17,7 +17,10 @@ public:
         pthread_attr_setstacksize(&greedy, size_t(1) << 47);
         pthread_setattr_default_np(&greedy);
     }
-    ~no_threads() { pthread_setattr_default_np(&before); }
+    ~no_threads() {
+        pthread_setattr_default_np(&before);
+        pthread_attr_destroy(&before);
+    }
     no_threads(const no_threads&) = delete;
     no_threads& operator=(const no_threads&) = delete;
 

@@ -4,6 +4,7 @@
 
 #include <csignal>
 
+#include "../support/network_lock.h"
 #include "../support/sim_process.h"
 #include "../support/tavro_process.h"
 
@@ -30,6 +31,7 @@ std::vector<std::string> relay_arguments() {
 }
 
 TEST(relay, a_script_follows_it) {
+    const test_support::network_lock alone;
     sim_process relay(relay_arguments());
     in_pipe run({"run", EXAMPLES "/follow.tvio", "network"}, "     track: ");
     // The set goes on while the metadata is fetched, so beats and tracks come in any order.
@@ -42,6 +44,7 @@ TEST(relay, a_script_follows_it) {
 }
 
 TEST(relay, is_named_and_spoken_to_and_sends_sound) {
+    const test_support::network_lock alone;
     sim_process relay(relay_arguments());
     const auto found = host::test::run(
         {"eval",

@@ -9,6 +9,7 @@
 #include <map>
 #include <thread>
 
+#include "../support/network_lock.h"
 #include "../support/sim_process.h"
 #include "base/clock.h"
 #include "bridge_sim/recorder.h"
@@ -62,6 +63,7 @@ struct listener : tvrnet_base {
 constexpr const char* odd_sound = R"({"t":"pcm","sr":"fast","seq":-1,"us":0.5,"d":7})";
 
 TEST(relaying, every_line_arrives_once_and_commands_are_obeyed) {
+    const test_support::network_lock alone;
     scratch place;
     const std::string file = place.path("set.jsonl");
     {
@@ -74,7 +76,8 @@ TEST(relaying, every_line_arrives_once_and_commands_are_obeyed) {
     sim_process sim({"relay", "--to", node.address(), "--speed", "10", "--loss", "0.2",
                      "--duplicate", "0.1", "--reorder", "0.1", "--pcm", file});
     ASSERT_TRUE(sim.says("is ready"));
-    ASSERT_TRUE(node.until([&] { return node.device_count() == 1 && node.heard > 0; }));
+    ASSERT_TRUE(node.until([&] { return node.device_count() == 1 && node.heard > 0; }))
+        << node.device_count() << " devices, " << node.heard << " lines";
     const auto relay = node.connected_devices().at(0);
     EXPECT_EQ(relay->name, "bridge_sim relay");
     for (const std::string command : {"info", "no such thing"}) {

@@ -10,7 +10,7 @@ import pathlib
 SCRIPTS = pathlib.Path(__file__).resolve().parent / "scripts"
 KERNELS = ["saxpy", "mandelbrot", "blur", "histogram", "sum", "nbody", "blend"]
 # Share of the datagrams lost: how many commands of 1 MB, and of 64 bytes, are sent.
-LOSSES = {"0": (200, 100000), "0.01": (100, 40000), "0.05": (100, 40000)}
+LOSSES = {"0": (200, 100000), "0.01": (100, 40000), "0.05": (50, 40000)}
 PACKETS_OF_1_MB = 749
 
 

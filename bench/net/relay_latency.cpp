@@ -30,9 +30,23 @@ namespace {
 
 constexpr double give_up_s = 60;
 constexpr double ms_per_s = 1000.0;
+constexpr int our_player = 61;  // other relays on this network speak of lower ones
 
-// Sends its lines to whichever endpoint it meets on this machine.
-[[noreturn]] void be_relay(size_t count, double* sent_at) {
+// The port that the endpoint is going to take: the first that is free. Endpoints of other programs
+// on this machine hold others.
+uint16_t port_of_endpoint() {
+    tvrnet_socket_options options;
+    options.threads = options.tell = false;
+    GenericOSUDPSocket trial(options);
+    if (!trial.init()) bench_fail("no socket");
+    for (int port = deckbus::net::first_port; port <= deckbus::net::last_port; port++) {
+        if (trial.bind(port)) return uint16_t(port);
+    }
+    bench_fail("no port");
+}
+
+// Sends its lines to the endpoint at that port of this machine.
+[[noreturn]] void be_relay(uint16_t port, size_t count, double* sent_at) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     tvrnet_socket_options socket;
     socket.mac = tvrnet_made_up_mac(uint64_t(getpid()));
@@ -40,9 +54,7 @@ constexpr double ms_per_s = 1000.0;
     tvrnet_node_options options;
     options.name = "relay_latency";
     options.poll_interval_ms = 100;
-    for (int n = 0; n < 4; n++) {
-        options.peers.push_back({{127, 0, 0, 1}, uint16_t(deckbus::net::first_port + n)});
-    }
+    options.peers = {{{127, 0, 0, 1}, port}};
     tvrnet_base node(std::make_unique<GenericOSUDPSocket>(socket), options);
     if (!node.udp->init() || !node.udp->bind(0)) bench_fail("no port");
     double due = 0;
@@ -51,7 +63,7 @@ constexpr double ms_per_s = 1000.0;
         const auto devices = node.connected_devices();
         if (!devices.empty() && next < count && now >= due) {
             const std::string line =
-                R"({"t":"beat","n":1,"bpm":12800,"beat":)" + std::to_string(next) + "}";
+                tvr_join(R"({"t":"beat","n":)", our_player, R"(,"bpm":12800,"beat":)", next, "}");
             sent_at[next++] = tvr_now_s();
             devices[0]->send_reliable("deckbus", line.data(), line.size(),
                                       tvrnet_pkt_dataformat::text, false, 0);
@@ -69,7 +81,7 @@ std::vector<double> latencies_s(deckbus::session& session, deckbus::event_queue&
     while (times.size() < count) {
         if (tvr_now_s() - begun > give_up_s) bench_fail("lines are missing");
         for (const deckbus::event& e : session.take(queue)) {
-            if (e.kind != "beat") continue;
+            if (e.kind != "beat" || e.data.at("n") != our_player) continue;
             times.push_back(e.t - sent_at[e.data.at("beat").get<size_t>()]);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -86,9 +98,10 @@ int main(int argc, char** argv) {
                         MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (shared == MAP_FAILED) bench_fail("no memory");
     auto* sent_at = static_cast<double*>(shared);
+    const uint16_t port = port_of_endpoint();
     const pid_t child = fork();
     if (child < 0) bench_fail("no process");
-    if (child == 0) be_relay(count, sent_at);
+    if (child == 0) be_relay(port, count, sent_at);
     const auto session = deckbus::session::open_network();
     const auto queue = session->attach();
     deckbus::net::start(false);

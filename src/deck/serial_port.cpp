@@ -129,7 +129,7 @@ bool serial_port::configure(int baud, std::string& error) {
 
 void serial_port::close() {
     if (fd < 0) return;
-    // The driver of a board that takes nothing more would keep close() waiting for half a minute
+    // The driver of a board that takes nothing any more would keep close() waiting for half a minute
     // for what was written and not sent, and with it whoever ends the session.
     ::tcflush(fd, TCOFLUSH);
     // On a pty the exclusive mark outlives the closing and would keep everybody but root out.

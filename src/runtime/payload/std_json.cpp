@@ -76,12 +76,19 @@ struct tvr_std_json::key_index {
         place& here = find(key, hash, all);
         if (here.entry == 0) ++used;
         here = {hash, uint32_t(position + 1)};
+        last = position;
+    }
+
+    // Whether a key is that of the entry that was found last: what is read is often written next.
+    bool is_last(std::string_view key, const std::vector<entry>& all) const {
+        return last < all.size() && quickcompare(all[last].name(), key);
     }
 
     bool full() const { return used * 2 >= places.size(); }
 
     std::vector<place> places;
     size_t used = 0;
+    size_t last = 0;  // the entry that was found or put last; its key finds no other
 };
 
 tvr_std_json::tvr_std_json() = default;
@@ -100,8 +107,10 @@ size_t tvr_std_json::place_of(std::string_view key) {
     if (keyed == 0 || key.empty()) return nowhere;
     if (keyed > most_scanned) {
         if (lookup == nullptr) make_index();
+        if (lookup->is_last(key, entries)) return lookup->last;
         const auto found = lookup->find(key, key_index::hash_of(key), entries);
-        return found.entry != 0 ? found.entry - 1 : nowhere;
+        if (found.entry == 0) return nowhere;
+        return lookup->last = found.entry - 1;
     }
     for (size_t i = entries.size(); i-- > 0;) {
         if (entries[i].has_key() && quickcompare(entries[i].name(), key)) return i;

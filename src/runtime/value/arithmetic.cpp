@@ -7,6 +7,7 @@
 #include "runtime/object/object.h"
 #include "runtime/payload/std_json.h"
 #include "runtime/payload/std_string.h"
+#include "runtime/value/payload_pools.h"
 #include "runtime/value/plain_value.h"
 
 namespace {
@@ -120,11 +121,15 @@ void concatenate(tvrvar& left, tvrvar& right, tvrvar& result) {
         *text += right_text;
         return;
     }
-    std::string sum;
-    sum.reserve(left_text.size() + right_text.size());
-    sum += left_text;
-    sum += right_text;
-    result.as_string(std::move(sum));
+    const tvrptr_strong<tvr_std_string> sum(tvr_pool_take<tvr_std_string>());
+    sum->text.reserve(left_text.size() + right_text.size());
+    sum->text += left_text;
+    sum->text += right_text;
+    tvrvar made;
+    made.type = tvrvar_type_string;
+    made.block = sum.control_block();
+    made.block->add_strong();
+    result.take(made);
 }
 
 // Every value in a variable of its own, so that changing the sum leaves the parts alone.

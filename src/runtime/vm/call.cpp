@@ -158,14 +158,8 @@ void make_instance(const tvr_step& step, const tvr_call_site& site,
     tvr_machine_code* body = tvr_code_of(definition);
     if (body == nullptr) return abandon(step, site);
     if (body->has_template) {
-        tvrptr_strong<tvr_class> made =
-            new_instance(definition, base, body->member_template.size());
-        for (const int32_t of : body->member_template) {
-            made->members.push_back(first_value(*body, of));
-        }
-        made->destructors_ran = false;
+        step.frame.making = tvr_make_by_template(definition, base);
         step.frame.holds_more = true;
-        step.frame.making = std::move(made);
         return;
     }
     tvr_vm_context* callee =
@@ -401,6 +395,14 @@ void call_super(const tvr_step& step, tvr_call_site& site) {
 
 }  // namespace
 
+tvrptr_strong<tvr_class> tvr_make_by_template(tvr_program_block_class& definition, tvr_task& base) {
+    const tvr_machine_code& body = *definition.machine;
+    tvrptr_strong<tvr_class> made = new_instance(definition, base, body.member_template.size());
+    for (const int32_t of : body.member_template) made->members.push_back(first_value(body, of));
+    made->destructors_ran = false;
+    return made;
+}
+
 void tvr_step_call(const tvr_step& step) {
     tvr_call_site& site = site_of(step);
     const int reg = step.op->b;
@@ -416,6 +418,11 @@ void tvr_step_call(const tvr_step& step) {
 void tvr_step_call_known(const tvr_step& step) {
     tvr_call_site& site = site_of(step);
     call_script(step, site, {.routine = site.routine, .base = step.frame.base_task});
+}
+
+void tvr_step_call_class(const tvr_step& step) {
+    tvr_call_site& site = site_of(step);
+    call_class(step, site, *site.definition);
 }
 
 void tvr_step_call_native(const tvr_step& step) {
@@ -505,7 +512,16 @@ void give_value(tvr_vm_context& caller, tvr_vm_context& callee, int reg) {
 }
 
 void give_self(tvr_vm_context& caller, tvr_vm_context& constructor) {
-    if (constructor.result_cell == tvr_no_register) return;
+    const int reg = constructor.result_cell;
+    if (reg == tvr_no_register) return;
+    tvrvar* into = caller.cells[reg];
+    if (caller.machine->is_temporary(reg) && tvr_is_free_to_write(into)) {
+        into->block = constructor.self.control_block();
+        into->block->add_strong();
+        into->type = tvrvar_type_class;
+        into->flags = 0;
+        return;
+    }
     tvrvar_shared value = tvrvar_shared::make();
     value->as_class(constructor.self.get());
     tvr_put_owned(caller, constructor.result_cell, std::move(value));

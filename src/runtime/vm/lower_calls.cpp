@@ -8,8 +8,13 @@ void tvr_lowering::open(bool native) {
     calls.push_back({.callee = stack.size() - 1, .native = native, .site = {}});
     if (native || top().is != entry::kind::function) return;
     const auto& known = code.block_sites[size_t(top().reg)];
-    if (known.is_class) return;
-    calls.back().site.routine = static_cast<tvr_program_block_routine*>(known.block);
+    tvr_call_site& site = calls.back().site;
+    if (known.is_class) {
+        site.definition = static_cast<tvr_program_block_class*>(known.block);
+        site.routine = site.definition->constructor.get();
+    } else {
+        site.routine = static_cast<tvr_program_block_routine*>(known.block);
+    }
 }
 
 // Whether anything is assigned to between here and the call that is open.
@@ -85,10 +90,14 @@ void tvr_lowering::close_call(const block& in, tvr_function_def* native) {
     call.site.nesting = uint16_t(in.nesting);
     call.site.native = native;
     if (native != nullptr) return emit_call(callee, op::op_call_native, 0, std::move(call.site));
-    if (call.site.routine != nullptr && callee.is == entry::kind::function) {
+    if (callee.is == entry::kind::function && call.site.definition != nullptr) {
+        return emit_call(callee, op::op_call_class, 0, std::move(call.site));
+    }
+    if (callee.is == entry::kind::function && call.site.routine != nullptr) {
         return emit_call(callee, op::op_call_known, 0, std::move(call.site));
     }
     call.site.routine = nullptr;
+    call.site.definition = nullptr;
     // Above the arguments, since the callee's own temporary may hold it already.
     const int reg = read(callee);
     emit_call(callee, op::op_call, reg, std::move(call.site));

@@ -24,6 +24,7 @@ bool can_write_variable(tvr_machine_opcode code) {
     case op::op_function:
     case op::op_call:
     case op::op_call_known:
+    case op::op_call_class:
     case op::op_call_native:
     case op::op_call_method:
     case op::op_call_self:
@@ -55,6 +56,7 @@ void tvr_lowering::pop() {
         tvr_machine_op* made = last_result >= 0 ? &code.code[size_t(last_result)] : nullptr;
         if (made != nullptr && made->a == e.reg && is_call(made->code)) {
             made->a = tvr_no_register;
+            code.call_sites[size_t(made->c)].result_mode = tvr_result_mode::discard;
         } else if (made == nullptr || made->a != e.reg ||
                    made->code > tvr_machine_opcode::op_truth) {
             emit(op::op_drop, e.reg);

@@ -148,9 +148,11 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
     const auto count = size_t(site.plain_operands);
     const int16_t* operands = site.operands.data();
     tvr_vm_context* callee = machine->take_frame(base);
+    tvrvar** const from = frame.cells;
+    tvrvar** const to = callee->cells;
     for (size_t i = 0; i < count; ++i) {
-        const tvrvar* source = frame.cells[operands[i]];
-        tvrvar* into = callee->cells[i];
+        const tvrvar* source = from[operands[i]];
+        tvrvar* into = to[i];
         if (is_int_or_float(source)) [[likely]] {
             into->type = source->type;
             into->integer = source->integer;
@@ -167,8 +169,7 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
     callee->num_args = uint32_t(count);
     callee->args_given = site.given;
     callee->result_cell = op->a;
-    callee->result_mode =
-        op->a == tvr_no_register ? tvr_result_mode::discard : tvr_result_mode::keep;
+    callee->result_mode = site.result_mode;
     frame.next = op + 1;
     task.top = callee;
     return callee;
@@ -187,6 +188,28 @@ tvr_vm_context* push_value_call(tvr_task& task, tvr_vm_context& frame, const tvr
     tvr_vm_context* made = push_plain_call(task, frame, op, site, *routine, *base, limit);
     if (made != nullptr && !function.captures.empty()) tvr_set_captures(*made, function);
     return made;
+}
+
+// The frame of the constructor of a class whose instances are made by template. Null where
+// tvr_step_call_class has to look closer.
+tvr_vm_context* push_construction(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
+                                  const tvr_call_site& site, uint32_t limit) {
+    const tvr_machine_code* body = site.definition->machine.get();
+    if (site.routine == nullptr || body == nullptr || !body->has_template) return nullptr;
+    if (frame.making || !site.definition->abstract_methods.empty()) return nullptr;
+    frame.next = op;  // where memory may come to its end
+    tvrptr_strong<tvr_class> made = tvr_make_by_template(*site.definition, *frame.base_task);
+    tvr_vm_context* callee =
+        push_plain_call(task, frame, op, site, *site.routine, *frame.base_task, limit);
+    if (callee == nullptr) {
+        frame.making = std::move(made);
+        frame.holds_more = true;
+        return nullptr;
+    }
+    callee->self = std::move(made);
+    callee->holds_more = true;
+    callee->result_mode = tvr_result_mode::drop;
+    return callee;
 }
 
 // The instance in a register, where the call site knows its class.
@@ -229,12 +252,13 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
     tvrvar here;
     if (!entry->is_variable()) entry->read_here(here);
     tvrvar* element = entry->is_variable() ? entry->variable() : &here;
-    const bool is_shared = element->type == tvrvar_type_json || element->type == tvrvar_type_class;
+    const bool is_shared = element->type == tvrvar_type_string ||
+                           element->type == tvrvar_type_json || element->type == tvrvar_type_class;
     if (!is_shared && !is_int_or_float(element)) return false;
     tvrvar* into = frame.cells[op->a];
     const bool drops = frame.machine->is_temporary(op->b);
     if (!frame.machine->is_temporary(op->a)) {
-        if (drops || !into->is_plain() || element->type == tvrvar_type_string) return false;
+        if (drops || !into->is_plain()) return false;
         into->set(*element);
         return true;
     }
@@ -376,6 +400,7 @@ tvr_vm_code tvr_run_frames(tvr_task& task) {
 enter_top:
     frame = task.top;
     if (frame == nullptr) return vm_block_end;
+enter_frame:
     local.context = frame;
     row = frame->cells;
     op = frame->next;
@@ -705,15 +730,28 @@ at_bind_self:
 
 at_call : {
     const tvr_call_site& site = frame->call_sites[op->c];
-    if (push_value_call(task, *frame, op, site, limit) != nullptr) goto enter_top;
+    if (tvr_vm_context* callee = push_value_call(task, *frame, op, site, limit)) {
+        frame = callee;
+        goto enter_frame;
+    }
     DO_STEP(tvr_step_call);
 }
 at_call_known : {
     const tvr_call_site& site = frame->call_sites[op->c];
-    if (push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
-        goto enter_top;
+    if (tvr_vm_context* callee =
+            push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
+        frame = callee;
+        goto enter_frame;
     }
     DO_STEP(tvr_step_call_known);
+}
+at_call_class : {
+    const tvr_call_site& site = frame->call_sites[op->c];
+    if (tvr_vm_context* callee = push_construction(task, *frame, op, site, limit)) {
+        frame = callee;
+        goto enter_frame;
+    }
+    DO_STEP(tvr_step_call_class);
 }
 at_call_native : {
     const tvr_call_site& site = frame->call_sites[op->c];
@@ -736,7 +774,8 @@ at_call_method : {
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->set_self(self);
             tvr_drop(*frame, op->b);
-            goto enter_top;
+            frame = callee;
+            goto enter_frame;
         }
     } else {
         frame->next = op;  // where memory may come to its end
@@ -751,7 +790,8 @@ at_call_self : {
         if (tvr_vm_context* callee =
                 push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->set_self(self);
-            goto enter_top;
+            frame = callee;
+            goto enter_frame;
         }
     }
     DO_STEP(tvr_step_call_method);
@@ -767,7 +807,8 @@ at_give : {
         copy_number(caller->cells[frame->result_cell], value)) {
         task.top = caller;
         frame->machine->give_plain_frame(*frame);
-        goto enter_top;
+        frame = caller;
+        goto enter_frame;
     }
     frame->next = op;
     tvr_step_give(task, *frame, op->a);

@@ -71,7 +71,7 @@ struct tvr_src_token;
     OP(capture)                                   /* function a, keep, takes a copy of b */      \
     OP(bind_self)                                 /* function a, keep, takes this */             \
     OP(call)                                      /* a = b(...), site c */                       \
-    OP(call_known) OP(call_native)                /* a = site c's (...) */                       \
+    OP(call_known) OP(call_class) OP(call_native) /* a = site c's (...) */                       \
     OP(call_method)                               /* a = b.name(...), site c */                  \
     OP(call_self) OP(call_super)                  /* a = this.name(...), site c */               \
     OP(give) OP(give_none)                        /* return a; return */                         \
@@ -130,7 +130,9 @@ struct tvr_call_site {
     uint16_t nesting = 0;           // blocks that the call stands in, for the depth limit
     int16_t plain_operands = -2;    // how many, given in order; -2 where params tells
     bool of_place = false;          // the receiver is a variable, a member or an element
-    tvr_program_block_routine* routine = nullptr;  // known when it was lowered
+    tvr_result_mode result_mode = tvr_result_mode::keep;  // or discard
+    tvr_program_block_routine* routine = nullptr;         // known when it was lowered
+    tvr_program_block_class* definition = nullptr;  // the same; routine is its constructor then
     tvr_function_def* native = nullptr;
     const std::string* name = nullptr;  // of a method
     const tvr_program_block_class* from = nullptr;

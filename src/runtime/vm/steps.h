@@ -56,9 +56,13 @@ void tvr_step_set_index(const tvr_step& step);
 
 void tvr_step_call(const tvr_step& step);  // whatever b holds
 void tvr_step_call_known(const tvr_step& step);
+void tvr_step_call_class(const tvr_step& step);
 void tvr_step_call_native(const tvr_step& step);
 void tvr_step_call_method(const tvr_step& step);  // also self and super
 void tvr_step_make_instance(const tvr_step& step);
+
+// An instance of a class that has a template, with its members.
+tvrptr_strong<tvr_class> tvr_make_by_template(tvr_program_block_class& definition, tvr_task& base);
 
 // One argument, from the caller's register into the callee's parameter, which is reset but for a
 // number: by reference where the parameter asks for it, else by value. Drops the register.

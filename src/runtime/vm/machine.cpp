@@ -13,7 +13,7 @@
 #include "runtime/value/records.h"
 #include "runtime/vm/attention.h"
 #include "runtime/vm/cells.h"
-#include "runtime/vm/push.h"
+#include "runtime/vm/short_calls.h"
 #include "runtime/vm/steps.h"
 
 namespace {
@@ -25,9 +25,6 @@ bool both_int(const tvrvar* a, const tvrvar* b) {
 }
 bool both_float(const tvrvar* a, const tvrvar* b) {
     return a->type == tvrvar_type_float && b->type == tvrvar_type_float;
-}
-bool is_int_or_float(const tvrvar* a) {
-    return a->type == tvrvar_type_int || a->type == tvrvar_type_float;
 }
 double as_double(const tvrvar* a) {
     return a->type == tvrvar_type_int ? double(a->integer) : a->real;
@@ -43,7 +40,7 @@ void write_float(tvrvar* into, double value) {
 
 // A number's value into a cell that is free to write; false for anything else.
 bool copy_number(tvrvar* into, const tvrvar* from) {
-    if (!is_int_or_float(from) || !tvr_is_free_to_write(into)) return false;
+    if (!from->is_number() || !tvr_is_free_to_write(into)) return false;
     into->type = from->type;
     into->integer = from->integer;
     return true;
@@ -54,7 +51,7 @@ bool copy_number(tvrvar* into, const tvrvar* from) {
 bool share_value(const tvr_vm_context& frame, int reg, const tvrvar* from) {
     tvrvar* into = frame.cells[reg];
     if (!tvr_is_free_to_write(into)) return false;
-    if (is_int_or_float(from)) {
+    if (from->is_number()) {
         into->type = from->type;
         into->integer = from->integer;
         return true;
@@ -113,7 +110,7 @@ bool copy_number(tvrvar* into, const tvr_compact_value& from) {
 // A number over an element that is a number or none.
 bool copy_number(tvr_compact_value& into, const tvrvar* from) {
     if (into.is_variable()) return copy_number(into.variable(), from);
-    return is_int_or_float(from) && into.write_here(*from);
+    return from->is_number() && into.write_here(*from);
 }
 
 // The member's cell where the site knows the class.
@@ -132,97 +129,6 @@ tvrvar* known_member(const tvr_member_site& site, const tvrvar* value) {
     return known_member(site, static_cast<const tvr_class*>(value->block->object));
 }
 
-// The frame of a call that is nothing out of the ordinary: all parameters given in order, none by
-// reference. Null where tvr_step_call... has to look closer.
-[[gnu::always_inline]] inline tvr_vm_context* push_plain_call(tvr_task& task, tvr_vm_context& frame,
-                                                              const tvr_machine_op* op,
-                                                              const tvr_call_site& site,
-                                                              tvr_program_block_routine& routine,
-                                                              tvr_task& base, uint32_t limit) {
-    tvr_machine_code* machine = routine.machine.get();
-    const uint32_t depth = frame.depth + site.nesting + 1;
-    if (machine == nullptr || machine->plain_params != site.plain_operands || depth > limit)
-        [[unlikely]] {
-        return nullptr;
-    }
-    const auto count = size_t(site.plain_operands);
-    const int16_t* operands = site.operands.data();
-    tvr_vm_context* callee = machine->take_frame(base);
-    tvrvar** const from = frame.cells;
-    tvrvar** const to = callee->cells;
-    for (size_t i = 0; i < count; ++i) {
-        const tvrvar* source = from[operands[i]];
-        tvrvar* into = to[i];
-        if (is_int_or_float(source)) [[likely]] {
-            into->type = source->type;
-            into->integer = source->integer;
-        } else {
-            into->type = tvrvar_type_none;  // what a call before left
-            frame.next = op;
-            tvr_pass_argument(tvr_step{task, frame, op}, *callee, operands[i], i);
-        }
-    }
-    callee->caller = &frame;
-    callee->task = &task;
-    callee->next = machine->code.data();
-    callee->depth = depth;
-    callee->num_args = uint32_t(count);
-    callee->args_given = site.given;
-    callee->result_cell = op->a;
-    callee->result_mode = site.result_mode;
-    frame.next = op + 1;
-    task.top = callee;
-    return callee;
-}
-
-// The call of a function value without `this`. Null where tvr_step_call has to look closer.
-tvr_vm_context* push_value_call(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
-                                const tvr_call_site& site, uint32_t limit) {
-    const tvrvar* callee = frame.cells[op->b];
-    if (callee->type != tvrvar_type_function || frame.machine->is_temporary(op->b)) return nullptr;
-    const tvrvar_ptr_function& function = *callee->function;
-    tvr_program_block_routine* routine = function.routine.get();
-    tvr_task* base = function.task.get();
-    if (routine == nullptr || base == nullptr || function.self.get() != nullptr) return nullptr;
-    const tvr_function_hold hold(*callee->function);
-    tvr_vm_context* made = push_plain_call(task, frame, op, site, *routine, *base, limit);
-    if (made != nullptr && !function.captures.empty()) tvr_set_captures(*made, function);
-    return made;
-}
-
-// The frame of the constructor of a class whose instances are made by template. Null where
-// tvr_step_call_class has to look closer.
-tvr_vm_context* push_construction(tvr_task& task, tvr_vm_context& frame, const tvr_machine_op* op,
-                                  const tvr_call_site& site, uint32_t limit) {
-    const tvr_machine_code* body = site.definition->machine.get();
-    if (site.routine == nullptr || body == nullptr || !body->has_template) return nullptr;
-    if (frame.making || !site.definition->abstract_methods.empty()) return nullptr;
-    frame.next = op;  // where memory may come to its end
-    tvrptr_strong<tvr_class> made = tvr_make_by_template(*site.definition, *frame.base_task);
-    tvr_vm_context* callee =
-        push_plain_call(task, frame, op, site, *site.routine, *frame.base_task, limit);
-    if (callee == nullptr) {
-        frame.making = std::move(made);
-        frame.holds_more = true;
-        return nullptr;
-    }
-    callee->self = std::move(made);
-    callee->holds_more = true;
-    callee->result_mode = tvr_result_mode::drop;
-    return callee;
-}
-
-// The instance in a register, where the call site knows its class.
-tvr_class* known_receiver(const tvr_call_site& site, const tvrvar* value) {
-    if (value->type != tvrvar_type_class) return nullptr;
-    auto* instance = static_cast<tvr_class*>(value->block->object);
-    if (instance == nullptr ||
-        site.known_class.control_block() != instance->definition.control_block()) {
-        return nullptr;
-    }
-    return instance;
-}
-
 // list.push(x) as a statement.
 bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_machine_op* op) {
     const tvrvar* list = frame.cells[op->b];
@@ -233,7 +139,7 @@ bool push_to_list(const tvr_call_site& site, tvr_vm_context& frame, const tvr_ma
     }
     auto& json = *static_cast<tvr_std_json*>(list->block->object);
     tvrvar* value = frame.cells[site.operands[0]];
-    if (!json.is_list() || !is_int_or_float(value) || site.known_metadata != json.metadata) {
+    if (!json.is_list() || !value->is_number() || site.known_metadata != json.metadata) {
         return false;
     }
     tvr_compact_value added;
@@ -254,7 +160,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
     tvrvar* element = entry->is_variable() ? entry->variable() : &here;
     const bool is_shared = element->type == tvrvar_type_string ||
                            element->type == tvrvar_type_json || element->type == tvrvar_type_class;
-    if (!is_shared && !is_int_or_float(element)) return false;
+    if (!is_shared && !element->is_number()) return false;
     tvrvar* into = frame.cells[op->a];
     const bool drops = frame.machine->is_temporary(op->b);
     if (!frame.machine->is_temporary(op->a)) {
@@ -318,7 +224,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
                 write_float(into, x->real float_rule y->real);           \
                 STEP_ON(1);                                              \
             }                                                            \
-            if (is_int_or_float(x) && is_int_or_float(y)) {              \
+            if (x->is_number() && y->is_number()) {                      \
                 write_float(into, as_double(x) float_rule as_double(y)); \
                 STEP_ON(1);                                              \
             }                                                            \
@@ -346,7 +252,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
                 write_int(into, (x->integer rule y->integer) ? 1 : 0);     \
                 STEP_ON(1);                                                \
             }                                                              \
-            if (is_int_or_float(x) && is_int_or_float(y)) {                \
+            if (x->is_number() && y->is_number()) {                        \
                 write_int(into, (as_double(x) rule as_double(y)) ? 1 : 0); \
                 STEP_ON(1);                                                \
             }                                                              \
@@ -368,16 +274,15 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
         STEP_ON(tvr_compare_jump_words);                                                      \
     } while (0)
 
-#define COMPARE_JUMP(name, rule, wanted)                     \
-    at_##name##_##wanted : {                                 \
-        const tvrvar *x = REG(a), *y = REG(b);               \
-        if (both_int(x, y)) [[likely]]                       \
-            JUMP_BY(x->integer rule y->integer, wanted);     \
-        if (is_int_or_float(x) && is_int_or_float(y))        \
-            JUMP_BY(as_double(x) rule as_double(y), wanted); \
-        comparison = op_code::op_##name;                     \
-        jumps_if = wanted;                                   \
-        goto compare_slowly;                                 \
+#define COMPARE_JUMP(name, rule, wanted)                                                       \
+    at_##name##_##wanted : {                                                                   \
+        const tvrvar *x = REG(a), *y = REG(b);                                                 \
+        if (both_int(x, y)) [[likely]]                                                         \
+            JUMP_BY(x->integer rule y->integer, wanted);                                       \
+        if (x->is_number() && y->is_number()) JUMP_BY(as_double(x) rule as_double(y), wanted); \
+        comparison = op_code::op_##name;                                                       \
+        jumps_if = wanted;                                                                     \
+        goto compare_slowly;                                                                   \
     }
 
 tvr_vm_code tvr_run_frames(tvr_task& task) {
@@ -442,7 +347,7 @@ at_div : {
                 write_int(into, tvr_wrap_div(x->integer, y->integer));
                 STEP_ON(1);
             }
-        } else if (is_int_or_float(x) && is_int_or_float(y) && as_double(y) != 0.0) {
+        } else if (x->is_number() && y->is_number() && as_double(y) != 0.0) {
             write_float(into, as_double(x) / as_double(y));
             STEP_ON(1);
         }
@@ -496,7 +401,7 @@ compare_slowly : {
 at_minus : {
     const tvrvar* from = REG(b);
     tvrvar* into = REG(a);
-    if (is_int_or_float(from) && tvr_is_free_to_write(into)) {
+    if (from->is_number() && tvr_is_free_to_write(into)) {
         if (from->type == tvrvar_type_int) {
             write_int(into, tvr_wrap_neg(from->integer));
         } else {
@@ -544,7 +449,7 @@ at_decrement_old:
 at_move : {
     tvrvar* into = REG(a);
     const tvrvar* from = REG(b);
-    if (is_int_or_float(from) && into->is_primitive()) {
+    if (from->is_number() && into->is_primitive()) {
         into->type = from->type;
         into->integer = from->integer;
         STEP_ON(1);
@@ -730,7 +635,7 @@ at_bind_self:
 
 at_call : {
     const tvr_call_site& site = frame->call_sites[op->c];
-    if (tvr_vm_context* callee = push_value_call(task, *frame, op, site, limit)) {
+    if (tvr_vm_context* callee = tvr_push_value_call(task, *frame, op, site, limit)) {
         frame = callee;
         goto enter_frame;
     }
@@ -739,7 +644,7 @@ at_call : {
 at_call_known : {
     const tvr_call_site& site = frame->call_sites[op->c];
     if (tvr_vm_context* callee =
-            push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
+            tvr_push_plain_call(task, *frame, op, site, *site.routine, *frame->base_task, limit)) {
         frame = callee;
         goto enter_frame;
     }
@@ -747,7 +652,7 @@ at_call_known : {
 }
 at_call_class : {
     const tvr_call_site& site = frame->call_sites[op->c];
-    if (tvr_vm_context* callee = push_construction(task, *frame, op, site, limit)) {
+    if (tvr_vm_context* callee = tvr_push_construction(task, *frame, op, site, limit)) {
         frame = callee;
         goto enter_frame;
     }
@@ -768,10 +673,10 @@ at_call_native : {
 }
 at_call_method : {
     const tvr_call_site& site = frame->call_sites[op->c];
-    tvr_class* self = known_receiver(site, REG(b));
+    tvr_class* self = tvr_known_receiver(site, REG(b));
     if (self != nullptr) {
-        if (tvr_vm_context* callee =
-                push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
+        if (tvr_vm_context* callee = tvr_push_plain_call(
+                task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->set_self(self);
             tvr_drop(*frame, op->b);
             frame = callee;
@@ -787,8 +692,8 @@ at_call_self : {
     const tvr_call_site& site = frame->call_sites[op->c];
     tvr_class* self = frame->self.get();
     if (self != nullptr && site.known_class.control_block() == self->definition.control_block()) {
-        if (tvr_vm_context* callee =
-                push_plain_call(task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
+        if (tvr_vm_context* callee = tvr_push_plain_call(
+                task, *frame, op, site, *site.known_routine, *self->scope, limit)) {
             callee->set_self(self);
             frame = callee;
             goto enter_frame;

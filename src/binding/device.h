@@ -82,6 +82,11 @@ private:
         tvrvar_shared value;
     };
 
+    static void register_transport(tvrobject_metadata& m);
+    static void register_decks(tvrobject_metadata& m);
+    static void register_pictures(tvrobject_metadata& m);
+    static void register_events(tvrobject_metadata& m);
+
     void let_go();  // of the session, the lock kept: where other tasks must not run
     void let_others_run_and_let_go();
     void dispatch_events();  // collects, and calls unless a call is under way

@@ -2,10 +2,22 @@
 
 #include "binding/device.h"
 
+namespace {
+
+constexpr const char* deck_number = "n: int - device number";
+constexpr const char* callback = "callback: function";
+
+}  // namespace
+
 void tvr_deckbus::script_register(tvrobject_metadata& m) {
+    register_transport(m);
+    register_decks(m);
+    register_pictures(m);
+    register_events(m);
+}
+
+void tvr_deckbus::register_transport(tvrobject_metadata& m) {
     using self = tvr_deckbus;
-    const std::vector<std::string> deck_number = {"n: int - device number"};
-    const std::vector<std::string> callback = {"callback: function"};
     add_function(m, "open", &self::open, 0, 2,
                  {.description = "Connect to the deckbus-bridge ESP32 over USB. Runs in the "
                                  "background and reconnects by itself. Objects with the same port "
@@ -45,12 +57,16 @@ void tvr_deckbus::script_register(tvrobject_metadata& m) {
                  {.description = "Send a command line to the firmware, e.g. \"info\", \"demo 1\", "
                                  "\"fetch 2\" (docs/usb-protokoll.md).",
                   .params = {"command: string"}});
+}
+
+void tvr_deckbus::register_decks(tvrobject_metadata& m) {
+    using self = tvr_deckbus;
     add_function(m, "master", &self::master, 0, 0,
                  {.description = "The tempo master deck (effectiveBpm, beatPhase, barPhase, "
                                  "beatsToCue, cueRamp, track ...), None if there is none."});
     add_function(m, "player", &self::player, 1, 1,
                  {.description = "State of one player (1-6) or mixer (33+), None if unknown.",
-                  .params = deck_number});
+                  .params = {deck_number}});
     add_function(m, "track", &self::track, 1, 1,
                  {.description = "Metadata of a track id (title, artist, key, genre ...), None if "
                                  "not known.",
@@ -75,31 +91,39 @@ void tvr_deckbus::script_register(tvrobject_metadata& m) {
     add_function(m, "state", &self::state, 0, 0,
                  {.description = "Everything: connection, ESP32 info, master number and all "
                                  "present players."});
+}
+
+void tvr_deckbus::register_pictures(tvrobject_metadata& m) {
+    using self = tvr_deckbus;
     add_function(m, "deck_texture_info", &self::deck_texture_info, 1, 1,
                  {.description = "Size and revision of the waveform texture of a deck (None = no "
                                  "waveform yet). Upload deck_texture(n) again when rev changes.",
-                  .params = deck_number});
+                  .params = {deck_number}});
     add_function(m, "deck_texture", &self::deck_texture, 1, 1,
                  {.description = "RGBA8 pixels (width x height from deck_texture_info) for "
                                  "texture.upload_data(): detail waveform rows, marker rows "
                                  "(beats, cues, loops), preview waveform row, preview marker row.",
-                  .params = deck_number});
+                  .params = {deck_number}});
     add_function(m, "artwork", &self::artwork, 1, 1,
                  {.description = "Artwork of the track on a deck as JPEG bytes, None if there is "
                                  "none.",
-                  .params = deck_number});
+                  .params = {deck_number}});
+}
+
+void tvr_deckbus::register_events(tvrobject_metadata& m) {
+    using self = tvr_deckbus;
     add_function(m, "events", &self::events, 0, 0,
                  {.description = "Events since the last call (beat, cue, master, track, meta, "
                                  "device, media, connected, disconnected, restart, warn, error)."});
     add_function(m, "on_beat", &self::on_beat, 1, 1,
                  {.description = "Callback fn(beat) for every beat of every deck (beat.master "
                                  "tells the master).",
-                  .params = callback});
+                  .params = {callback}});
     add_function(m, "on_cue", &self::on_cue, 1, 1,
                  {.description = "Callback fn(cue) when a deck reaches a memory cue (e.g. the "
                                  "drop).",
-                  .params = callback});
+                  .params = {callback}});
     add_function(m, "on_event", &self::on_event, 1, 1,
                  {.description = "Callback fn(event) for every event, event.type tells which.",
-                  .params = callback});
+                  .params = {callback}});
 }

@@ -157,7 +157,7 @@ tvrvar_shared tvr_deckbus::events(tvr_vm_context&, tvr_native_args&) {
     dispatch_events();
     tvrvar_shared list = tvrvar_shared::make();
     tvr_std_json& out = list->as_json(true);
-    for (tvrvar_shared& event : script_events) out.push_back(std::move(event));
+    for (const tvrvar_shared& event : script_events) out.push_back(event);
     script_events.clear();
     return list;
 }

@@ -64,8 +64,7 @@ public:
                                       tvr_native_function callback, uint32_t min_params,
                                       uint32_t max_params, const tvr_function_docs& docs = {}) {
         classes[std::string(class_name)] = &native;
-        return add_function(class_name, std::move(callback), min_params, max_params,
-                            std::move(docs));
+        return add_function(class_name, std::move(callback), min_params, max_params, docs);
     }
 
     // Makes the functions of a class known to the documents, for one whose instances no script

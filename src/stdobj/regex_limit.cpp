@@ -2,15 +2,13 @@
 
 #include <algorithm>
 
+#include "base/ascii.h"
+
 namespace {
 
 // Stack that the matcher takes for each character of the text and each of the pattern's branches,
 // with room to spare: measured were 160, and 376 with the address sanitizer.
 constexpr size_t bytes_a_branch = 900;
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // The walk over a pattern, which steps over what means nothing.
 class pattern_scan {
@@ -62,7 +60,7 @@ private:
     // Whether the brace here has a lower bound and no upper one.
     bool is_endless() const {
         size_t end = at + 1;
-        while (end < pattern.size() && is_digit(pattern[end])) ++end;
+        while (end < pattern.size() && tvr_is_digit(pattern[end])) ++end;
         return end > at + 1 && pattern.substr(end).starts_with(",}");
     }
 
@@ -80,7 +78,7 @@ private:
     // Of the number at a place; the place behind it.
     size_t count_digits(size_t from) {
         size_t end = from;
-        while (end < pattern.size() && is_digit(pattern[end])) ++end;
+        while (end < pattern.size() && tvr_is_digit(pattern[end])) ++end;
         measure.digits = std::max(measure.digits, end - from);
         return end;
     }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/ascii.h"
 #include "base/utf8.h"
 
 namespace {
@@ -11,9 +12,8 @@ enum class byte_class : uint8_t { symbol, space, line_feed, letter, digit, quote
 constexpr std::array<byte_class, 256> make_classes() {
     std::array<byte_class, 256> classes{};
     for (size_t c = 0; c < 256; ++c) {
-        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_')
-            classes[c] = byte_class::letter;
-        if (c >= '0' && c <= '9') classes[c] = byte_class::digit;
+        if (tvr_begins_name(char(c))) classes[c] = byte_class::letter;
+        if (tvr_is_digit(char(c))) classes[c] = byte_class::digit;
         if (c >= 0x80) classes[c] = byte_class::high;
     }
     for (const char c : {' ', '\t', '\v', '\f', '\r'}) classes[uint8_t(c)] = byte_class::space;

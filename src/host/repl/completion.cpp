@@ -1,9 +1,9 @@
 #include "host/repl/completion.h"
 
 #include <algorithm>
-#include <cctype>
 #include <nlohmann/json.hpp>
 
+#include "base/ascii.h"
 #include "frontend/program/program_block.h"
 #include "runtime/local/global_lock.h"
 #include "runtime/object/class_instance.h"
@@ -22,8 +22,7 @@ constexpr std::string_view words[] = {"abstract", "break",     "catch",  "class"
                                       "this",     "True",      "try",    "using",   "var"};
 
 bool is_name_byte(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return std::isalnum(byte) != 0 || c == '_' || byte >= 0x80;
+    return tvr_is_in_name(c) || static_cast<unsigned char>(c) >= 0x80;
 }
 
 // The path at the end of a line, such as "std.math.si".

@@ -2,22 +2,13 @@
 #include <charconv>
 #include <limits>
 
+#include "base/ascii.h"
 #include "base/join.h"
 #include "kernel/compiler/failure.h"
 #include "kernel/compiler/token.h"
 #include "kernel/prim.h"
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool starts_word(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
-}
-bool goes_on(char c) {
-    return starts_word(c) || is_digit(c);
-}
 
 constexpr std::string_view long_symbols[] = {
     "<<=", ">>=", "<<", ">>", "<=", ">=", "==", "!=", "&&", "||", "+=",
@@ -80,7 +71,7 @@ private:
         const size_t begin = at++;
         while (peek() == ' ' || peek() == '\t') ++at;
         const size_t word = at;
-        while (goes_on(peek())) ++at;
+        while (tvr_is_in_name(peek())) ++at;
         const std::string_view name = text.substr(word, at - word);
         if (name != "line") {
             fail(begin, tvr_join("unknown directive '#", name, "' (kernel code only knows #line)"));
@@ -97,7 +88,7 @@ private:
             rest.remove_prefix(1);
         uint32_t number = 0;
         size_t digits = 0;
-        for (; digits < rest.size() && is_digit(rest[digits]); ++digits) {
+        for (; digits < rest.size() && tvr_is_digit(rest[digits]); ++digits) {
             if (number > 100000000) return false;
             number = number * 10 + uint32_t(rest[digits] - '0');
         }
@@ -132,11 +123,11 @@ private:
 
     void read_token() {
         const char c = text[at];
-        if (starts_word(c)) {
+        if (tvr_begins_name(c)) {
             const size_t begin = at;
-            while (goes_on(peek())) ++at;
+            while (tvr_is_in_name(peek())) ++at;
             push(tvrk_token_kind::word, begin, at);
-        } else if (is_digit(c) || (c == '.' && is_digit(peek(1)))) {
+        } else if (tvr_is_digit(c) || (c == '.' && tvr_is_digit(peek(1)))) {
             read_number();
         } else {
             read_symbol();
@@ -179,7 +170,7 @@ private:
 
     bool is_float() const {
         size_t ahead = at;
-        while (ahead < text.size() && is_digit(text[ahead])) ++ahead;
+        while (ahead < text.size() && tvr_is_digit(text[ahead])) ++ahead;
         return ahead < text.size() &&
                (text[ahead] == '.' || text[ahead] == 'e' || text[ahead] == 'E');
     }
@@ -191,7 +182,7 @@ private:
             fail(begin, "integer literal does not fit into 64 bit");
         }
         at = size_t(read.ptr - text.data());
-        if (read.ec != std::errc() || (is_digit(peek()) && base < 10)) {
+        if (read.ec != std::errc() || (tvr_is_digit(peek()) && base < 10)) {
             fail(begin, "invalid number");
         }
         const bool has_suffix = peek() == 'u' || peek() == 'U';
@@ -204,14 +195,14 @@ private:
 
     // The same in every locale, and as scripts read their numbers.
     void read_float(size_t begin) {
-        while (is_digit(peek())) ++at;
+        while (tvr_is_digit(peek())) ++at;
         if (peek() == '.') ++at;
-        while (is_digit(peek())) ++at;
+        while (tvr_is_digit(peek())) ++at;
         if (peek() == 'e' || peek() == 'E') {
             ++at;
             if (peek() == '+' || peek() == '-') ++at;
-            if (!is_digit(peek())) fail(begin, "invalid number");
-            while (is_digit(peek())) ++at;
+            if (!tvr_is_digit(peek())) fail(begin, "invalid number");
+            while (tvr_is_digit(peek())) ++at;
         }
         const std::string_view digits = text.substr(begin, at - begin);
         double value = 0;
@@ -227,8 +218,8 @@ private:
     }
 
     void check_suffix(size_t begin) {
-        if (!goes_on(peek())) return;
-        while (goes_on(peek())) ++at;
+        if (!tvr_is_in_name(peek())) return;
+        while (tvr_is_in_name(peek())) ++at;
         fail(begin, tvr_join("invalid suffix on number '", text.substr(begin, at - begin), "'"));
     }
 

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "base/ascii.h"
 #include "base/join.h"
 #include "kernel/jit.h"
 #include "kernel/ops.h"
@@ -24,10 +25,6 @@ std::string hex(uint64_t value) {
 
 std::string reg(uint64_t number) {
     return tvr_join('r', number);
-}
-
-bool is_word(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
 class c_function {
@@ -96,7 +93,7 @@ private:
         std::string made;
         for (size_t i = 0; i < expression.size();) {
             size_t end = i;
-            while (end < expression.size() && is_word(expression[end])) ++end;
+            while (end < expression.size() && tvr_is_in_name(expression[end])) ++end;
             if (end == i) {
                 made += expression[i++];
                 continue;

@@ -1,12 +1,9 @@
 #include "kernel/script/field_path.h"
 
+#include "base/ascii.h"
 #include "base/join.h"
 
 namespace {
-
-bool is_word(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
 
 // Reads a path from left to right, one field deeper with each name.
 class path_reader {
@@ -28,7 +25,7 @@ public:
 private:
     std::string_view read_name() {
         const size_t begin = at;
-        while (at < path.size() && is_word(path[at])) ++at;
+        while (at < path.size() && tvr_is_in_name(path[at])) ++at;
         return path.substr(begin, at - begin);
     }
 
@@ -64,7 +61,7 @@ private:
         constexpr uint64_t far = 1'000'000'000'000;
         const size_t begin = at;
         uint64_t index = 0;
-        for (; at < path.size() && path[at] >= '0' && path[at] <= '9'; ++at) {
+        for (; at < path.size() && tvr_is_digit(path[at]); ++at) {
             if (index < far) index = index * 10 + uint64_t(path[at] - '0');
         }
         const std::string_view digits = path.substr(begin, at - begin);

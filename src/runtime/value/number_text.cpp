@@ -5,12 +5,14 @@
 #include <cmath>
 #include <limits>
 
+#include "base/ascii.h"
+
 namespace {
 
 using int_limits = std::numeric_limits<int64_t>;
 
 bool is_digit(std::string_view text, size_t at) {
-    return at < text.size() && text[at] >= '0' && text[at] <= '9';
+    return at < text.size() && tvr_is_digit(text[at]);
 }
 
 size_t skip_digits(std::string_view text, size_t at) {

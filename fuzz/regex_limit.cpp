@@ -28,8 +28,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     });
     if (pattern.size() <= most_pattern && repeats <= most_repeats && !measure.copies) {
         const std::string text(data[0] % most_text, 'a');
-        tvr_run_regex("fuzz", pattern, text.size(),
-                      [&](const std::regex& regex) { std::regex_search(text, regex); });
+        tvr_run_regex("fuzz", pattern, text,
+                      [&](const std::regex& regex, tvr_text_place begin, tvr_text_place end) {
+                          std::regex_search(begin, end, regex);
+                      });
     }
     return 0;
 }

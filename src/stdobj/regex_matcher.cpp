@@ -5,6 +5,7 @@
 #include <string>
 
 #include "runtime/local/error_sink.h"
+#include "runtime/local/thread_local.h"
 #include "stdobj/regex_limit.h"
 #include "stdobj/regex_stack.h"
 
@@ -77,28 +78,32 @@ bool is_small(const tvr_regex_measure& measure, size_t text_bytes) {
 
 }  // namespace
 
-bool tvr_run_regex(std::string_view method, std::string_view pattern, size_t text_bytes,
-                   const std::function<void(const std::regex&)>& use) {
+bool tvr_run_regex(std::string_view method, std::string_view pattern, std::string_view text,
+                   const tvr_regex_use& use) {
     const tvr_regex_measure measure = tvr_measure_regex(pattern);
-    if (refuse(method, measure, text_bytes)) return false;
+    if (refuse(method, measure, text.size())) return false;
     regex_engine& engine = engine_of_thread();
     const std::regex* compiled = engine.patterns.find(pattern);
+    tvr_reading_watch watch(tvr_script_local());
+    bool stopped = false;
     std::string error;
     const auto work = [&] {
         try {
-            use(compiled != nullptr ? *compiled : engine.patterns.compile(pattern));
+            use(compiled != nullptr ? *compiled : engine.patterns.compile(pattern),
+                {text.data(), watch}, {text.data() + text.size(), watch});
+        } catch (const tvr_reading_stopped&) {
+            stopped = true;
         } catch (const std::exception& failure) {
             error = failure.what();
         } catch (...) {
             error = "unknown native exception";
         }
     };
-    if (compiled != nullptr && is_small(measure, text_bytes)) {
+    if (compiled != nullptr && is_small(measure, text.size())) {
         work();
     } else if (!engine.stack.run(work)) {
         error = "no thread for the matcher";
     }
-    if (error.empty()) return true;
-    runtime_error(method, ": ", error);
-    return false;
+    if (!error.empty()) runtime_error(method, ": ", error);
+    return error.empty() && !stopped;
 }

@@ -11,47 +11,41 @@
 
 namespace {
 
-using std::cregex_iterator;
-
-const char* begin_of(const std::string& text) {
-    return text.data();
-}
-const char* end_of(const std::string& text) {
-    return text.data() + text.size();
-}
+using place = tvr_text_place;
+using matches = std::regex_iterator<place>;
 
 tvrvar_shared match(tvrobject_base* object, tvr_vm_context&, tvr_native_args& args) {
     const auto pattern = tvr_arguments("regex_match", args).text(0, "pattern");
     const std::string& text = tvr_string_of(object).text;
-    bool matches = false;
-    const auto look = [&](const std::regex& regex) {
-        matches = std::regex_match(begin_of(text), end_of(text), regex);
+    bool found = false;
+    const auto look = [&](const std::regex& regex, place begin, place end) {
+        found = std::regex_match(begin, end, regex);
     };
-    if (!pattern || !tvr_run_regex("regex_match", *pattern, text.size(), look)) return {};
-    return matches;
+    if (!pattern || !tvr_run_regex("regex_match", *pattern, text, look)) return {};
+    return found;
 }
 
 tvrvar_shared search(tvrobject_base* object, tvr_vm_context&, tvr_native_args& args) {
     const auto pattern = tvr_arguments("regex_search", args).text(0, "pattern");
     const std::string& text = tvr_string_of(object).text;
-    int64_t place = -1;
-    const auto look = [&](const std::regex& regex) {
-        std::cmatch found;
-        if (std::regex_search(begin_of(text), end_of(text), found, regex)) place = found.position();
+    int64_t position = -1;
+    const auto look = [&](const std::regex& regex, place begin, place end) {
+        std::match_results<place> found;
+        if (std::regex_search(begin, end, found, regex)) position = found.position();
     };
-    if (!pattern || !tvr_run_regex("regex_search", *pattern, text.size(), look)) return {};
-    return place;
+    if (!pattern || !tvr_run_regex("regex_search", *pattern, text, look)) return {};
+    return position;
 }
 
 tvrvar_shared find_all(tvrobject_base* object, tvr_vm_context&, tvr_native_args& args) {
     const auto pattern = tvr_arguments("regex_findall", args).text(0, "pattern");
     const std::string& text = tvr_string_of(object).text;
     tvr_text_parts found;
-    const auto look = [&](const std::regex& regex) {
-        for (cregex_iterator at(begin_of(text), end_of(text), regex); at != cregex_iterator(); ++at)
-            found.emplace_back((*at)[0].first, size_t(at->length()));
+    const auto look = [&](const std::regex& regex, place begin, place end) {
+        for (matches each(begin, end, regex); each != matches(); ++each)
+            found.push_back(tvr_text_between((*each)[0].first, (*each)[0].second));
     };
-    if (!pattern || !tvr_run_regex("regex_findall", *pattern, text.size(), look)) return {};
+    if (!pattern || !tvr_run_regex("regex_findall", *pattern, text, look)) return {};
     return tvr_string_list(found);
 }
 
@@ -60,16 +54,15 @@ tvrvar_shared split(tvrobject_base* object, tvr_vm_context&, tvr_native_args& ar
     const auto pattern = tvr_arguments("regex_split", args).text(0, "pattern");
     const std::string& text = tvr_string_of(object).text;
     tvr_text_parts parts;
-    const auto look = [&](const std::regex& regex) {
-        const char* behind = begin_of(text);
-        for (cregex_iterator at(begin_of(text), end_of(text), regex); at != cregex_iterator();
-             ++at) {
-            parts.emplace_back(behind, size_t((*at)[0].first - behind));
-            behind = (*at)[0].second;
+    const auto look = [&](const std::regex& regex, place begin, place end) {
+        place behind = begin;
+        for (matches each(begin, end, regex); each != matches(); ++each) {
+            parts.push_back(tvr_text_between(behind, (*each)[0].first));
+            behind = (*each)[0].second;
         }
-        parts.emplace_back(behind, size_t(end_of(text) - behind));
+        parts.push_back(tvr_text_between(behind, end));
     };
-    if (!pattern || !tvr_run_regex("regex_split", *pattern, text.size(), look)) return {};
+    if (!pattern || !tvr_run_regex("regex_split", *pattern, text, look)) return {};
     return tvr_string_list(parts);
 }
 
@@ -80,10 +73,10 @@ bool replace_matches(std::string_view method, const std::string& text, const tvr
     const auto pattern = given.text(0, "pat");
     if (!pattern) return false;
     const std::string replacement = given.any_text(1);
-    return tvr_run_regex(method, *pattern, text.size(), [&](const std::regex& regex) {
-        std::regex_replace(std::back_inserter(made), begin_of(text), end_of(text), regex,
-                           replacement);
-    });
+    const auto look = [&](const std::regex& regex, place begin, place end) {
+        std::regex_replace(std::back_inserter(made), begin, end, regex, replacement);
+    };
+    return tvr_run_regex(method, *pattern, text, look);
 }
 
 tvrvar_shared replace(tvrobject_base* object, tvr_vm_context&, tvr_native_args& args) {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::array<tvr_instruction_info, 256> make_table() {
     std::array<tvr_instruction_info, 256> table{};
-#define TVR_INSTRUCTION_ROW(code, name, size, fields) table[code] = {#name, size, *fields};
+#define TVR_INSTRUCTION_ROW(code, name, size, fields) table[code] = {#name, size, (fields)[0]};
     TVR_INSTRUCTIONS(TVR_INSTRUCTION_ROW)
 #undef TVR_INSTRUCTION_ROW
     return table;

@@ -203,7 +203,7 @@ const tvr_instruction_info& tvr_instruction(uint8_t opcode);
 template <typename T>
 T tvr_read_field(const uint8_t* at, size_t position) {
     T value;
-    std::memcpy(&value, at + position,
-                sizeof value);  // NOLINT(bugprone-sizeof-expression): of pointers too
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): of pointers too
+    std::memcpy(&value, at + position, sizeof value);
     return value;
 }

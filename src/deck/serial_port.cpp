@@ -9,10 +9,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "base/clock.h"
 
@@ -127,10 +129,22 @@ bool serial_port::configure(int baud, std::string& error) {
     return true;
 }
 
+// Gives what was written a moment to leave: a last command is worth the wait.
+void serial_port::drain() const {
+    constexpr double patience_s = 0.1;
+    constexpr std::chrono::milliseconds pause{1};
+    const double until = tvr_now_s() + patience_s;
+    int unsent = 0;
+    while (::ioctl(fd, TIOCOUTQ, &unsent) == 0 && unsent > 0 && tvr_now_s() < until) {
+        std::this_thread::sleep_for(pause);
+    }
+}
+
 void serial_port::close() {
     if (fd < 0) return;
-    // The driver of a board that takes nothing any more would keep close() waiting for half a minute
+    // The driver of a board that takes nothing more would keep close() waiting for half a minute
     // for what was written and not sent, and with it whoever ends the session.
+    drain();
     ::tcflush(fd, TCOFLUSH);
     // On a pty the exclusive mark outlives the closing and would keep everybody but root out.
     if (claimed) ::ioctl(fd, TIOCNXCL);

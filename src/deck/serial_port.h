@@ -32,7 +32,8 @@ public:
     // reason in `error`, and the port is closed.
     bool open(const std::string& path, int baud, std::string& error);
 
-    // Gives the port back to everybody. What was written and is not sent yet is thrown away.
+    // Gives the port back to everybody. What was written and has not left within 0.1 s is thrown
+    // away.
     void close();
 
     bool is_open() const { return fd >= 0; }
@@ -52,6 +53,7 @@ private:
     bool claim(std::string& error);
     bool configure(int baud, std::string& error);
     bool wait_for_room() const;
+    void drain() const;
 
     int fd = -1;
     bool claimed = false;  // the exclusive mark on the port is ours to take back

@@ -170,11 +170,12 @@ std::string tvr_namespace::find_docs(std::string_view path) {
 // A class is known by what makes its instances and by what these can do.
 tvr_docs_record tvr_namespace::docs_of_class(std::string_view class_name,
                                              const tvrobject_metadata& native) const {
-    const tvr_docs_record of_native = tvr_docs_record::parse(native.get_docs());
+    tvr_docs_record of_native = tvr_docs_record::parse(native.get_docs());
     const tvr_function_def* constructor = find_function(class_name);
     if (constructor == nullptr) return of_native;
     tvr_docs_record record = tvr_docs_of(*constructor);
     for (const auto& [key, value] : of_native.items()) {
+        // NOLINTNEXTLINE(readability-container-size-empty): empty() of a JSON text is another thing
         const bool told = key == "description" && value == "";
         if (!told) record[key] = value;
     }

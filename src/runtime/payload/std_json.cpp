@@ -169,7 +169,7 @@ void tvr_std_json::add_entry(tvr_compact_value value, tvr_json_key key) {
 void tvr_std_json::set(std::string_view key, tvrvar_shared value) {
     const size_t place = place_of(key);
     if (place == nowhere) return add_member(std::move(value), key);
-    entries[place].value = std::move(value);
+    entries[place].value = value;
 }
 
 void tvr_std_json::set(tvr_std_json& other) {

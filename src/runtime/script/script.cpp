@@ -134,7 +134,7 @@ void tvrscript::update() {
         updates.call_pre();
         tvr_run_destructors();
         for (auto& resumed : due_tasks()) due.push_back(std::move(resumed));
-        run_tasks(std::move(due));
+        run_tasks(due);
     }
     pools.collect_garbage();
     if (stop_requested()) {
@@ -153,7 +153,7 @@ std::vector<tvrptr_strong<tvr_task>> tvrscript::due_tasks() {
     return due;
 }
 
-void tvrscript::run_tasks(std::vector<tvrptr_strong<tvr_task>> due) {
+void tvrscript::run_tasks(const std::vector<tvrptr_strong<tvr_task>>& due) {
     for (const auto& task : due) {
         if (task->ended() || stop_requested()) continue;
         // A worker still stands inside of this task's turn, with the lock given back.
@@ -241,7 +241,7 @@ tvrptr_strong<tvr_task> tvrscript::start_program(
         log().err(no_task);
         return {};
     }
-    const tvrptr_strong<tvr_task> task(new tvr_task(*this, nullptr));
+    tvrptr_strong<tvr_task> task(new tvr_task(*this, nullptr));
     task->name = name;
     task->program = program;
     tvr_push_root(*task, *program);

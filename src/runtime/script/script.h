@@ -134,7 +134,7 @@ private:
     tvrptr_strong<tvr_task> start_program(const tvrptr_strong<tvr_program_block_root>& program,
                                           const std::string& name);
     std::vector<tvrptr_strong<tvr_task>> due_tasks();
-    void run_tasks(std::vector<tvrptr_strong<tvr_task>> due);
+    void run_tasks(const std::vector<tvrptr_strong<tvr_task>>& due);
     void end_tasks();
     void run_last_destructors();
     void release_globals();

@@ -33,7 +33,7 @@ void tvr_task_list::unschedule(tvr_task& task) {
 
 tvrptr_strong<tvr_task> tvr_task_list::pop(int64_t latest_ms) {
     if (timed.empty() || timed.begin()->first.first > latest_ms) return {};
-    const tvrptr_strong<tvr_task> next(timed.begin()->second);
+    tvrptr_strong<tvr_task> next(timed.begin()->second);
     unschedule(*next);
     return next;
 }

@@ -91,19 +91,18 @@ bool tvr_thread_pool::wait_for_free_worker() {
     return wanted > 0;
 }
 
+bool tvr_thread_pool::wait_and_hand_over(std::function<void()>& job) {
+    const tvr_scoped_unlock others_may_run;
+    tvr_lock hold(mutex);
+    while (wanted > 0 && jobs.size() >= max_jobs) changed.wait(mutex);
+    if (wanted == 0) return false;
+    jobs.push_back(std::move(job));
+    changed.notify_all();
+    return true;
+}
+
 void tvr_thread_pool::run(std::function<void()> job) {
-    bool here = on_worker();
-    if (!here) {
-        const tvr_scoped_unlock others_may_run;
-        tvr_lock hold(mutex);
-        while (wanted > 0 && jobs.size() >= max_jobs) changed.wait(mutex);
-        here = wanted == 0;
-        if (!here) jobs.push_back(std::move(job));
-        changed.notify_all();
-    } else if (try_run(job)) {
-        return;
-    }
-    if (!here) return;
+    if (on_worker() ? try_run(job) : wait_and_hand_over(job)) return;
     work mine{nullptr, std::move(job)};
     perform(mine);
 }

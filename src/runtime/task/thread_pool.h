@@ -67,6 +67,7 @@ private:
     void perform(work& taken) TVR_EXCLUDES(mutex);
     void turn_of(tvr_task& task);
     bool wait_for_free_worker() TVR_EXCLUDES(mutex);
+    bool wait_and_hand_over(std::function<void()>& job) TVR_EXCLUDES(mutex);
     bool has_free_worker() const TVR_REQUIRES(mutex) { return tasks.size() < free_workers; }
     bool on_worker() const;
 

@@ -78,7 +78,7 @@ void tvrvar::push_back(tvrvar_shared element) {
         return runtime_error("Cannot append to a value of type ", tvrvar_type_name(value->type),
                              ", only to a json.");
     }
-    value->as_json(false).push_back(std::move(element));
+    value->as_json(false).push_back(element);
 }
 
 tvrvar_shared tvrvar::read_member() {

@@ -33,7 +33,7 @@ std::string frame_name(const tvr_vm_context& frame) {
     if (dynamic_cast<const tvr_program_block_class*>(&routine) != nullptr) {
         return tvr_join("class '", routine.name, "'");
     }
-    const std::string name = routine.name.empty() ? "lambda" : routine.name;
+    std::string name = routine.name.empty() ? "lambda" : routine.name;
     if (!frame.self) return name;
     if (name == "__deinit__") {
         return tvr_join("__deinit__ of class '", frame.self->class_name(), "'");

@@ -294,35 +294,45 @@ bool tvr_lowering::lower_stack(block& in, const uint8_t* at) {
     }
 }
 
+// What is on top becomes its member, read by whoever wants it.
+void tvr_lowering::name_member(const uint8_t* at) {
+    const bool of_self = top().is == entry::kind::self;
+    const bool keep = top().is == entry::kind::alias;
+    const int object = of_self ? 0 : read(top());
+    entry made = top();
+    made.of_self = of_self;
+    made.keep = keep;
+    made.object = object;
+    made.is = entry::kind::member;
+    made.optional = (at[1] & tvr_member_optional) != 0;
+    made.name = &root.strings[index_field(at)];
+    made.place = token;
+    made.from = tvr_read_field<const tvr_program_block_class*>(at, 16);
+    top() = made;
+}
+
+// A container and an index become the element, as above.
+void tvr_lowering::name_element(const uint8_t* at) {
+    const int container = read(below()), index = read(top());
+    const int end = is_temporary(index) ? std::max(top().end, index + 1) : 0;
+    forget();
+    set_top(entry::kind::element);
+    top().place = token;
+    top().optional = (at[1] & tvr_member_optional) != 0;
+    top().object = container;
+    top().index = index;
+    top().end = std::max(top().end, end);
+    num_temporaries = std::max(num_temporaries, top().end - num_variables);
+}
+
 bool tvr_lowering::lower_access(block& in, const uint8_t* at) {
     switch (*at) {
     case tvr_op_json_literal: {
-        const bool of_self = top().is == entry::kind::self;
-        const bool keep = top().is == entry::kind::alias;
-        const int object = of_self ? 0 : read(top());
-        entry made = top();
-        made.of_self = of_self;
-        made.keep = keep;
-        made.object = object;
-        made.is = entry::kind::member;
-        made.optional = (at[1] & tvr_member_optional) != 0;
-        made.name = &root.strings[index_field(at)];
-        made.place = token;
-        made.from = tvr_read_field<const tvr_program_block_class*>(at, 16);
-        top() = made;
+        name_member(at);
         return true;
     }
     case tvr_op_json_expression: {
-        const int container = read(below()), index = read(top());
-        const int end = is_temporary(index) ? std::max(top().end, index + 1) : 0;
-        forget();
-        set_top(entry::kind::element);
-        top().place = token;
-        top().optional = (at[1] & tvr_member_optional) != 0;
-        top().object = container;
-        top().index = index;
-        top().end = std::max(top().end, end);
-        num_temporaries = std::max(num_temporaries, top().end - num_variables);
+        name_element(at);
         return true;
     }
     case tvr_op_json_expression_peek: {

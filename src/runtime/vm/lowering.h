@@ -86,6 +86,8 @@ private:
     bool lower_operator(const uint8_t* at);
     bool lower_stack(block& in, const uint8_t* at);
     bool lower_access(block& in, const uint8_t* at);
+    void name_member(const uint8_t* at);
+    void name_element(const uint8_t* at);
     bool lower_jump(block& in, const uint8_t* at);
     bool invert_loop(block& in, uint32_t head, uint32_t behind);
     bool lower_call(block& in, const uint8_t* at);

@@ -185,7 +185,7 @@ bool take_element(tvr_vm_context& frame, const tvr_machine_op* op) {
 // Jumping to a label whose address is in a table is no part of the standard; gcc and clang have it.
 #pragma GCC diagnostic ignored "-Wpedantic"
 
-// NOLINTBEGIN(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,readability-function-size)
+// NOLINTBEGIN(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,bugprone-macro-parentheses,readability-function-size)
 
 #define REG(field) row[op->field]
 #define NEXT() goto* labels[size_t(op->code)]
@@ -732,4 +732,4 @@ at_invalid:
     AFTER_STEP(1);
 }
 
-// NOLINTEND(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,readability-function-size)
+// NOLINTEND(cppcoreguidelines-avoid-goto,cppcoreguidelines-macro-usage,bugprone-macro-parentheses,readability-function-size)

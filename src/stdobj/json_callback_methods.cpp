@@ -52,7 +52,7 @@ tvrvar_shared foreach (tvrobject_base* object, tvr_vm_context & frame, tvr_nativ
 }
 
 tvrvar_shared map(tvrobject_base* object, tvr_vm_context& frame, tvr_native_args& args) {
-    const tvrvar_shared made = new_json();
+    tvrvar_shared made = new_json();
     if (!iteration::is_callback(*args[0])) {
         runtime_warning("map expects a function");
         return made;
@@ -69,7 +69,7 @@ tvrvar_shared map(tvrobject_base* object, tvr_vm_context& frame, tvr_native_args
 tvrvar_shared filter(tvrobject_base* object, tvr_vm_context& frame, tvr_native_args& args) {
     tvr_std_json& self = tvr_json_self(object);
     if (!iteration::is_callback(*args[0])) return tvr_filter_keys(self, tvr_text_filter(*args[0]));
-    const tvrvar_shared made = new_json();
+    tvrvar_shared made = new_json();
     const auto take = [made](const tvr_native_args& given, tvrvar& result) {
         if (is_true(result)) add_entry(*made, *given[0], *given[1]);
         return true;
@@ -84,7 +84,7 @@ tvrvar_shared reduce(tvrobject_base* object, tvr_vm_context& frame, tvr_native_a
         runtime_warning("reduce expects a callback");
         return {};
     }
-    const tvrvar_shared sum = tvrvar_shared::make();
+    tvrvar_shared sum = tvrvar_shared::make();
     if (args.size() > 1) sum->set(args[1]);
     const auto fill = [sum](tvr_native_args& given, tvr_std_json& json, size_t index) {
         if (given.size() == 3) given.erase(given.begin());
@@ -102,7 +102,7 @@ tvrvar_shared reduce(tvrobject_base* object, tvr_vm_context& frame, tvr_native_a
 // Whether a callback says `decisive` of one entry, which ends the matter; else the opposite.
 tvrvar_shared ask_until(bool decisive, tvr_std_json& self, tvr_vm_context& frame,
                         tvrvar& callback) {
-    const tvrvar_shared answer = !decisive;
+    tvrvar_shared answer = !decisive;
     const auto take = [answer, decisive](const tvr_native_args&, tvrvar& result) {
         if (is_true(result) != decisive) return true;
         answer->as_int(decisive ? 1 : 0);

@@ -140,7 +140,7 @@ tvrvar_shared push_cyclic(tvrobject_base* object, tvr_vm_context&, tvr_native_ar
     } else if (self.size() > kept) {
         take_out(self, 0, self.size() - kept);
     }
-    self.push_back(std::move(value));
+    self.push_back(value);
     return tvr_self_value(self);
 }
 

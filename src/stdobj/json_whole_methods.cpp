@@ -29,7 +29,7 @@ tvrvar_shared copy(tvrobject_base* object, tvr_vm_context&, tvr_native_args&) {
 }
 
 tvrvar_shared to_list(tvrobject_base* object, tvr_vm_context&, tvr_native_args&) {
-    const tvrvar_shared made = new_json();
+    tvrvar_shared made = new_json();
     json& list = made->as_json(false);
     const json& self = tvr_json_self(object);
     for (size_t i = 0; i < self.size(); ++i) {
@@ -50,7 +50,7 @@ tvrvar_shared filter_keys(tvrobject_base* object, tvr_vm_context&, tvr_native_ar
 
 tvrvar_shared filter_values(tvrobject_base* object, tvr_vm_context&, tvr_native_args& args) {
     const tvr_text_filter filter(*args[0]);
-    const tvrvar_shared made = new_json();
+    tvrvar_shared made = new_json();
     json& found = made->as_json(false);
     for (const json::entry& e : tvr_json_self(object).entries) {
         if (filter.matches(e.value->string_view())) add_entry(found, e.key, *e.value);
@@ -167,7 +167,7 @@ bool tvr_text_filter::matches(std::string_view text) const {
 }
 
 tvrvar_shared tvr_filter_keys(const tvr_std_json& self, const tvr_text_filter& filter) {
-    const tvrvar_shared made = new_json();
+    tvrvar_shared made = new_json();
     json& found = made->as_json(false);
     for (size_t i = 0; i < self.size(); ++i) {
         const tvrvar_shared value = self.entries[i].value;

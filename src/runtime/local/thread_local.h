@@ -24,6 +24,7 @@ struct tvr_interpreter_lock;
 struct tvr_update_lists;
 struct tvr_vm_signals;
 struct tvrptr_control_block;
+struct tvrvar_ptr_function;
 
 struct tvr_thread_local {
     static constexpr size_t name_bytes = 64;
@@ -61,6 +62,9 @@ struct tvr_thread_local {
     // Objects that end inside of each other's end; see memory/pointer.cpp.
     uint32_t ending_depth = 0;
     tvrptr_control_block* ending_later = nullptr;
+    // The same of functions, through what they have captured; see value/value.cpp.
+    uint32_t functions_ending = 0;
+    tvrvar_ptr_function* functions_ending_later = nullptr;
 
 private:
     uint64_t id = 0;

@@ -95,11 +95,12 @@ tvr_std_json::tvr_std_json() = default;
 tvr_std_json::~tvr_std_json() = default;
 
 void tvr_std_json::make_index() {
-    lookup = std::make_unique<key_index>();
-    lookup->places.resize(std::bit_ceil(keyed * 3));
+    auto made = std::make_unique<key_index>();
+    made->places.resize(std::bit_ceil(keyed * 3));  // may find no memory: none is better than half
     for (size_t i = 0; i < entries.size(); ++i) {
-        if (entries[i].has_key()) lookup->put(i, entries);
+        if (entries[i].has_key()) made->put(i, entries);
     }
+    lookup = std::move(made);
 }
 
 size_t tvr_std_json::place_of(std::string_view key) {
@@ -176,8 +177,10 @@ void tvr_std_json::set(tvr_std_json& other) {
     if (&other == this) return;
     clear();
     for (size_t i = 0; i < other.entries.size(); ++i) {
-        tvr_compact_value copy = other.entries[i].value.copy();  // may change `other`
-        add_entry(std::move(copy), other.entries[i].key);
+        const entry& from = other.entries[i];
+        tvr_json_key key = from.key;
+        const tvrvar_shared held(from.value.is_variable() ? from.value.variable() : nullptr);
+        add_entry(from.value.copy(), std::move(key));  // copying may change `other`
     }
 }
 
@@ -217,12 +220,12 @@ bool tvr_std_json::erase(std::string_view key) {
     }
     const std::string wanted(key);  // the caller's may be one of those that go
     const auto stays = [&](const entry& e) { return !quickcompare(e.name(), wanted); };
+    lookup.reset();
     const auto first_gone = std::stable_partition(entries.begin(), entries.end(), stays);
     const std::vector<entry> gone(std::make_move_iterator(first_gone),
                                   std::make_move_iterator(entries.end()));
     entries.erase(first_gone, entries.end());
     keyed -= gone.size();
-    lookup.reset();
     return true;
 }
 

@@ -21,9 +21,14 @@ struct tvrvar_ptr_function {
     tvrptr_weak<tvr_task> task;      // the scope that it closes over
     tvrptr_weak<tvr_instance> self;  // `this`, null for none
     std::vector<tvr_compact_value> captures;
-    uint32_t owners = 1;  // variables, and calls that are being prepared
+    tvrvar_ptr_function* next_ending = nullptr;  // while its end is put off
+    uint32_t owners = 1;                         // variables, and calls that are being prepared
     uint8_t slot = tvr_not_pooled;
 };
+
+// Ends a function that has lost its last owner. Functions may hold each other in chains of any
+// length: what ends too deeply inside of other ends waits for the outermost.
+void tvr_end_function(tvrvar_ptr_function* function);
 
 // A native function, bound to an object or not.
 struct tvrvar_ptr_ext_function {
@@ -79,7 +84,7 @@ class tvr_function_hold {
 public:
     explicit tvr_function_hold(tvrvar_ptr_function& of) : function(&of) { ++function->owners; }
     ~tvr_function_hold() {
-        if (--function->owners == 0) tvr_pool_give(function);
+        if (--function->owners == 0) tvr_end_function(function);
     }
     tvr_function_hold(const tvr_function_hold&) = delete;
     tvr_function_hold& operator=(const tvr_function_hold&) = delete;

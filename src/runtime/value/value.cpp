@@ -71,6 +71,23 @@ void tvrvar_free(tvrvar* variable) {
     local.pools->of<tvrvar>().deallocate(variable);
 }
 
+void tvr_end_function(tvrvar_ptr_function* function) {
+    constexpr uint32_t most_nested = 128;
+    tvr_thread_local& local = tvr_local();
+    if (local.functions_ending >= most_nested) {
+        function->next_ending = std::exchange(local.functions_ending_later, function);
+        return;
+    }
+    ++local.functions_ending;
+    tvr_pool_give(function);
+    while (local.functions_ending == 1 && local.functions_ending_later != nullptr) {
+        tvrvar_ptr_function* put_off = local.functions_ending_later;
+        local.functions_ending_later = put_off->next_ending;
+        tvr_pool_give(put_off);
+    }
+    --local.functions_ending;
+}
+
 void tvrvar::release_payload() {
     tvrvar old;
     std::swap(old.type, type);
@@ -84,7 +101,7 @@ void tvrvar::release_payload() {
     case tvrvar_type_class: return old.block->drop_strong();
     case tvrvar_type_class_def: return old.block->drop_weak();
     case tvrvar_type_function:
-        if (--old.function->owners == 0) tvr_pool_give(old.function);
+        if (--old.function->owners == 0) tvr_end_function(old.function);
         return;
     case tvrvar_type_ext_function: return tvr_pool_give(old.ext_function);
     case tvrvar_type_member_literal: return tvr_pool_give(old.member_literal);

@@ -134,13 +134,16 @@ void tvr_deckbus::collect_events() {
 void tvr_deckbus::call_callbacks() {
     if (uncalled.empty()) return;
     const tvrptr_strong<tvrobject_base> alive(this);
-    calling = true;
+    struct under_way {
+        explicit under_way(bool& of) : calling(of) { calling = true; }
+        ~under_way() { calling = false; }  // whatever was thrown
+        bool& calling;
+    } const now(calling);
     while (!uncalled.empty() && !stop_requested()) {
         const call next = std::move(uncalled.front());
         uncalled.pop_front();
         call_for(next);
     }
-    calling = false;
 }
 
 void tvr_deckbus::call_for(const call& next) {

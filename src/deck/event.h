@@ -36,6 +36,7 @@ struct event {
 
 using event_queue = std::deque<event>;
 
-inline constexpr size_t max_events = 1024;  // of any queue of events; the oldest are dropped
+inline constexpr size_t max_events = 1024;      // of any queue of events; the oldest are dropped
+inline constexpr size_t max_event_text = 4096;  // bytes of each text in an event; the rest is cut
 
 }  // namespace deckbus

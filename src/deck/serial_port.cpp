@@ -142,12 +142,14 @@ void serial_port::drain() const {
 
 void serial_port::close() {
     if (fd < 0) return;
-    // The driver of a board that takes nothing more would keep close() waiting for half a minute
-    // for what was written and not sent, and with it whoever ends the session.
-    drain();
-    ::tcflush(fd, TCOFLUSH);
-    // On a pty the exclusive mark outlives the closing and would keep everybody but root out.
-    if (claimed) ::ioctl(fd, TIOCNXCL);
+    if (claimed) {
+        // The driver of a board that takes nothing more would keep close() waiting for half a
+        // minute for what was written and not sent, and with it whoever ends the session.
+        drain();
+        ::tcflush(fd, TCOFLUSH);
+        // On a pty the exclusive mark outlives the closing and would keep everybody but root out.
+        ::ioctl(fd, TIOCNXCL);
+    }
     ::close(fd);
     fd = -1;
     claimed = false;

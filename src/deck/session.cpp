@@ -66,6 +66,7 @@ std::shared_ptr<session> session::open_serial(const std::string& port, int baud)
     // Sessions looked at and not taken. One of them may lose its last holder meanwhile, and its
     // end needs the registry: so they are let go after the registry's lock, which stands below.
     std::vector<std::shared_ptr<session>> passed_by;
+    auto made = std::make_shared<session>();  // for the same reason, should adding it fail
     registry& all = sessions_of_process();
     tvr_lock hold(all.mutex);
     if (auto running = all.find(key)) return running;
@@ -75,7 +76,6 @@ std::shared_ptr<session> session::open_serial(const std::string& port, int baud)
         if (other->serves(port, baud)) return other;
         passed_by.push_back(std::move(other));
     }
-    auto made = std::make_shared<session>();
     made->wanted_port = port;
     made->baud = baud;
     made->key = key;
@@ -110,10 +110,10 @@ std::shared_ptr<session> session::open_replay(const std::string& path, double sp
 }
 
 std::shared_ptr<session> session::open_network() {
+    auto made = std::make_shared<session>();  // before the lock, as above
     registry& all = sessions_of_process();
     tvr_lock hold(all.mutex);
     if (auto running = all.find(network_key)) return running;
-    auto made = std::make_shared<session>();
     made->is_network = true;
     made->wanted_port = network_port;
     made->key = network_key;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 
 #include "deck/session.h"
 
@@ -82,10 +83,15 @@ private:
     }
 
     // The arrival time counts, not the line's clock; and a recording answers no command.
+    // What there is no memory for is lost, and the set goes on.
     void play(const std::string& line) {
         tvr_lock hold(link.mutex);
-        link.feed_line(line, now_s(), false);
-        link.publish();
+        try {
+            link.feed_line(line, now_s(), false);
+            link.publish();
+        } catch (const std::exception&) {
+            link.state.take_events();
+        }
         link.state.take_commands();
         link.outgoing.clear();
     }

@@ -3,6 +3,7 @@
 // is disconnect(), and every way back passes the wait of retry_s.
 
 #include <chrono>
+#include <exception>
 #include <vector>
 
 #include "deck/serial_port.h"
@@ -37,18 +38,38 @@ public:
 
     void run() {
         while (link.running) {
-            if (port.is_open()) {
-                serve();
-            } else if (now_s() < next_attempt) {
-                std::this_thread::sleep_for(closed_pause);
-            } else {
-                next_attempt = now_s() + retry_s;
-                connect();
+            try {
+                take_turn();
+            } catch (const std::exception&) {
+                let_go();
             }
         }
     }
 
 private:
+    void take_turn() {
+        if (lost) {
+            disconnect("Out of memory");
+            lost = false;
+        } else if (port.is_open()) {
+            serve();
+        } else if (now_s() < next_attempt) {
+            std::this_thread::sleep_for(closed_pause);
+        } else {
+            next_attempt = now_s() + retry_s;
+            connect();
+        }
+    }
+
+    // What is thrown on this thread is want of memory: the link begins anew, and says so as soon as
+    // there is memory for it.
+    void let_go() {
+        port.close();
+        unfinished = {};
+        lost = true;
+        std::this_thread::sleep_for(closed_pause);
+    }
+
     void connect() {
         const std::string path = choose_port(link.wanted_port);
         if (path.empty()) return report("No ESP32 found (USB cable, CH343 driver?)");
@@ -133,6 +154,7 @@ private:
     double next_attempt = 0;  // s
     double last_ping = 0;     // s
     double last_data = 0;     // s
+    bool lost = false;        // to be told
 };
 
 void session::run_serial() {

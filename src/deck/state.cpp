@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/bounded.h"
+#include "base/utf8.h"
 #include "deck/nesting_guard.h"
 
 namespace deckbus {
@@ -13,6 +14,13 @@ namespace {
 std::string_view trimmed(std::string_view line) {
     const size_t last = line.find_last_not_of("\n\r ");
     return last == std::string_view::npos ? std::string_view{} : line.substr(0, last + 1);
+}
+
+// A board may send texts as long as a line, and events wait by the thousand.
+void cut_text(json& value) {
+    if (!value.is_string()) return;
+    auto& text = value.get_ref<std::string&>();
+    text.resize(tvr_cut_utf8(text, max_event_text).size());
 }
 
 template <typename T>
@@ -153,6 +161,7 @@ std::vector<audio_chunk> state::take_audio() {
 }
 
 void state::add_event(std::string kind, json data, double t) {
+    for (json& value : data) cut_text(value);
     events.push_back({std::move(kind), std::move(data), t});
     tvr_drop_oldest(events, max_events);
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "base/bounded.h"
+#include "base/utf8.h"
 #include "deck/state.h"
 
 namespace deckbus {
@@ -15,6 +16,16 @@ bool firmware_too_old(const std::string& version) {
     int major = 0, minor = 0;
     if (std::sscanf(version.c_str(), "%d.%d", &major, &minor) != 2) return false;
     return major < 0 || (major == 0 && minor < 4);
+}
+
+// As much of a text as is kept of it.
+std::string_view kept(std::string_view text) {
+    constexpr size_t most_bytes = 256;
+    return tvr_cut_utf8(text, most_bytes);
+}
+json kept(const json& value) {
+    if (!value.is_string()) return value;
+    return kept(std::string_view(value.get_ref<const std::string&>()));
 }
 
 }  // namespace
@@ -33,7 +44,7 @@ void state::apply_device(const json& line, player* p, int64_t n, double t) {
     const bool on = flag(line, "on");
     if (p != nullptr && on) {
         p->present = true;
-        if (find_field(line, "name") != nullptr) p->name = text(line, "name");
+        if (find_field(line, "name") != nullptr) p->name = kept(text(line, "name"));
         p->type = integer32(line, "type", p->type);
     } else if (p != nullptr) {
         // What it was can still be shown, but nothing it had.
@@ -73,7 +84,8 @@ void state::apply_heartbeat(const json& line, double t) {
 
 void state::apply_hello(const json& line, double t) {
     for (const char* key : {"fw", "board", "reset", "demo", "passive", "meta", "art", "wf"}) {
-        if (const json* value = find_field(line, key)) bridge[key] = *value;
+        const json* value = find_field(line, key);
+        if (value != nullptr && !value->is_structured()) bridge[key] = kept(*value);
     }
     add_event("hello", bridge, t);
 
@@ -88,11 +100,11 @@ void state::apply_hello(const json& line, double t) {
 
 void state::apply_net(const json& line) {
     bridge["link"] = flag(line, "link");
-    bridge["ip"] = text(line, "ip");
+    bridge["ip"] = kept(text(line, "ip"));
 }
 
 void state::apply_vcdj(const json& line) {
-    bridge["vcdj"] = text(line, "phase");
+    bridge["vcdj"] = kept(text(line, "phase"));
 }
 
 void state::apply_pcm(const json& line, double t) {

@@ -70,6 +70,7 @@ bool line_recorder::create(const std::string& path, std::string& error) {
     const int fd = to_output ? dup(STDOUT_FILENO)
                              : open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     if (fd >= 0) file.reset(fdopen(fd, "w"));
+    if (fd >= 0 && file == nullptr) ::close(fd);
     if (file == nullptr) {
         error = errno == EEXIST ? path + " exists already" : failure(path, "Cannot write ");
         return false;

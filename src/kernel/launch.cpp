@@ -1,5 +1,6 @@
 #include "kernel/launch.h"
 
+#include <new>
 #include <thread>
 
 #include "kernel/lane_runner.h"
@@ -75,16 +76,25 @@ void tvrk_launch::setup(std::shared_ptr<const tvrk_unit> owner, const tvrk_progr
 
 size_t tvrk_launch::start_helpers(size_t count, const tvrk_spawn& spawn) {
     if (!spawn) return 0;
-    for (size_t started = 0; started < count; ++started) {
-        if (!spawn([self = shared_from_this()] { self->run_chunks(); })) return started;
+    size_t started = 0;
+    try {
+        while (started < count && spawn([self = shared_from_this()] { self->run_chunks(); })) {
+            ++started;
+        }
+    } catch (const std::bad_alloc&) {
+        // Those that are there do the work.
     }
-    return count;
+    return started;
 }
 
 void tvrk_launch::run_chunks() {
     lanes.fetch_add(1);
     // A helper that comes after the last chunk was taken has nothing to prepare for.
-    if (!abort.load() && next_chunk.load() < chunk_count) tvrk_lane_runner(*this).run();
+    try {
+        if (!abort.load() && next_chunk.load() < chunk_count) tvrk_lane_runner(*this).run();
+    } catch (const std::bad_alloc&) {
+        abort = true;  // there is no memory for registers; whoever waits sees an aborted launch
+    }
     if (lanes.fetch_sub(1) != 1) return;
     const std::lock_guard hold(mutex);
     all_left.notify_all();

@@ -226,7 +226,7 @@ void tvrnet_base::handle_auth_reply(const tvrnet_ip& from, const tvrnet_pkt& p) 
         return;
     }
     take_record(*device, from, p.payload.data());
-    if (device->connected) return;
+    if (device->connected || device_count() >= limits.max_endpoints) return;
     pending.erase(mac);
     device->connected = true;
     {

@@ -129,8 +129,10 @@ void tvrnet_base::take_connection_record(const std::shared_ptr<tvrnet_device>& d
     }
     device->peer_commands.clear();
     if (!record.read_key("commands")) return;
-    for (size_t at = 0; at + sizeof(uint32_t) <= record.value.size(); at += sizeof(uint32_t)) {
-        device->peer_commands.push_back(read_u32_le(record.value, at));
+    const size_t known =
+        std::min(record.value.size() / sizeof(uint32_t), size_t(tvrnet_device::max_peer_commands));
+    for (size_t i = 0; i < known; ++i) {
+        device->peer_commands.push_back(read_u32_le(record.value, i * sizeof(uint32_t)));
     }
 }
 

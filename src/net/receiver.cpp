@@ -102,19 +102,25 @@ void tvrnet_receiver::handle_tavronet_oob(const tvrnet_ip& from, const tvrnet_pk
 }
 
 void tvrnet_receiver::handle_tavronet_stream(const tvrnet_ip& from, const tvrnet_pkt& p) {
-    auto found = streams.find(p.header.source);
-    if (found == streams.end()) {
-        if (streams.size() >= limits.max_endpoints) {
-            streams.erase(
-                std::min_element(streams.begin(), streams.end(), [](const auto& a, const auto& b) {
-                    return a.second.last_life_ms < b.second.last_life_ms;
-                }));
-        }
-        found = streams.try_emplace(p.header.source).first;
+    if (!has_command(p.header.command_hash)) return;
+    if (!streams.contains(p.header.source) && streams.size() >= limits.max_endpoints) {
+        forget_most_silent_stream();
     }
-    tvrnet_stream_endpoint_s& stream = found->second;
+    tvrnet_stream_endpoint_s& stream = streams[p.header.source];
     stream.last_life_ms = now;
-    if (stream.take(p)) run_command(from, stream.frame.data(), stream.frame.size(), p.header);
+    const size_t before = stream.frame.capacity();
+    const bool complete = stream.take(p);
+    stream_bytes += stream.frame.capacity() - before;
+    if (complete) run_command(from, stream.frame.data(), stream.frame.size(), p.header);
+    while (stream_bytes > limits.stream_budget_bytes) forget_most_silent_stream();
+}
+
+void tvrnet_receiver::forget_most_silent_stream() {
+    const auto silent = std::min_element(
+        streams.begin(), streams.end(),
+        [](const auto& a, const auto& b) { return a.second.last_life_ms < b.second.last_life_ms; });
+    stream_bytes -= silent->second.frame.capacity();
+    streams.erase(silent);
 }
 
 tvrnet_endpoint_s* tvrnet_receiver::find_endpoint(const tvrnet_mac& mac) {

@@ -35,10 +35,11 @@
 struct tvrnet_limits {
     static constexpr uint64_t largest_command = 134217728;  // bytes, never above
 
-    int64_t max_command_bytes = -1;          // -1: largest_command
-    int64_t max_open_buffers = 1024;         // of one sender; -1 for none
-    uint64_t recv_budget_bytes = 536870912;  // of all open order buffers together
-    size_t max_endpoints = 1024;             // senders, pending and unknown devices, each
+    int64_t max_command_bytes = -1;           // -1: largest_command
+    int64_t max_open_buffers = 1024;          // of one sender; -1 for none
+    uint64_t recv_budget_bytes = 536870912;   // of all open order buffers together
+    uint64_t stream_budget_bytes = 67108864;  // of all stream frames together
+    size_t max_endpoints = 1024;  // senders, devices, pending and unknown ones, streams, each
 };
 
 // What a handler is told besides the bytes.
@@ -116,12 +117,14 @@ private:
     void free_order_buffer(std::unique_ptr<tvrnet_order_buffer> buffer);
     void free_stale_buffers();
     void forget_most_silent();
+    void forget_most_silent_stream();
 
     std::unordered_map<tvrnet_mac, tvrnet_endpoint_s, tvrnet_mac_hash> endpoints;
     std::unordered_map<tvrnet_mac, tvrnet_stream_endpoint_s, tvrnet_mac_hash> streams;
     std::unordered_map<uint32_t, std::shared_ptr<const tvrnet_command_handler>> commands;
     tvrnet_recycler<tvrnet_order_buffer> buffers;
     tvrnet_recycler_locked<tvrnet_command_bytes> memory;
-    uint64_t open_bytes = 0;  // announced by all open buffers
+    uint64_t open_bytes = 0;    // announced by all open buffers
+    uint64_t stream_bytes = 0;  // memory of all stream frames
     tvrnet_timer sweep{sweep_ms};
 };

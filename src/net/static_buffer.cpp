@@ -79,11 +79,14 @@ std::vector<tvrnet_static_buffer> tvrnet_read_listing(std::span<uint8_t> listing
     tvrnet_kv_reader groups(listing);
     if (!groups.read_key(tvrnet_offered_buffers::default_group)) return images;
     tvrnet_kv_reader group(groups.value);
+    size_t all_bytes = 0;
     while (group.read() && images.size() < tvrnet_offered_buffers::max_buffers) {
         int32_t size = 0;
         if (group.value.size() != sizeof size) break;
         std::memcpy(&size, group.value.data(), sizeof size);
         if (size < 0 || size_t(size) > tvrnet_offered_buffers::max_bytes) break;
+        all_bytes += size_t(size);
+        if (all_bytes > tvrnet_offered_buffers::max_image_bytes) break;
         images.emplace_back(std::string(group.key), size_t(size));
     }
     return images;

@@ -28,6 +28,7 @@ struct tvrnet_offered_buffer {
 class tvrnet_offered_buffers {
 public:
     static constexpr size_t max_buffers = 256, max_bytes = 1024 * 1024;
+    static constexpr size_t max_image_bytes = 16 * 1024 * 1024;  // of all images of one peer
     static constexpr char default_group[] = "DEFAULT";
 
     // Called after a part of a buffer has arrived: its index, and where it changed.

@@ -12,6 +12,7 @@
 #include "kernel/script/std_kernel.h"
 #include "kernel/script/std_kernel_struct.h"
 #include "runtime/local/error_sink.h"
+#include "runtime/local/global_lock.h"
 #include "runtime/object/namespaces.h"
 #include "runtime/payload/std_json.h"
 #include "stdobj/arguments.h"
@@ -138,7 +139,12 @@ tvrvar_shared aot_load(tvrobject_base*, tvr_vm_context&, tvr_native_args& args) 
 }
 
 tvrvar_shared jit_compiler(tvrobject_base*, tvr_vm_context&, tvr_native_args&) {
-    return tvrk_jit_compiler();
+    std::string compiler;
+    {
+        const tvr_scoped_unlock others_may_run;  // the first question runs the compiler
+        compiler = tvrk_jit_compiler();
+    }
+    return compiler;
 }
 
 void fill_engine(tvr_namespace& std) {

@@ -1,6 +1,8 @@
 #include "net/relay/relay.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -25,6 +27,7 @@ std::unique_ptr<endpoint> open_endpoint(bool tell) {
     if (!node->udp->init()) return nullptr;
     for (int port = first_port; port <= last_port; port++) {
         if (node->udp->bind(port)) return node;
+        if (node->udp->local_adr().ip.port != 0) return nullptr;  // bound, and no thread for it
     }
     return nullptr;
 }
@@ -34,15 +37,24 @@ void try_again_later(relay_state& state) {
     state.running = false;
 }
 
-void run(bool tell) {
-    relay_state& state = relay_of_process();
-    const auto node = open_endpoint(tell);
-    if (node == nullptr) return try_again_later(state);
+void serve(const relay_state& state, bool tell) {
     constexpr double ms_per_s = 1000.0;
-    while (state.running) {
+    const auto node = open_endpoint(tell);
+    while (node != nullptr && state.running) {
         node->update(uint64_t(tvr_now_s() * ms_per_s));
         node->udp->wait(rest_ms);
     }
+}
+
+// What is thrown on this thread is want of memory: the node ends, and a new one begins later.
+void run(bool tell) {
+    relay_state& state = relay_of_process();
+    try {
+        serve(state, tell);
+    } catch (const std::exception& failed) {
+        if (tell) std::fprintf(stderr, "[deckbus net] %s\n", failed.what());
+    }
+    try_again_later(state);
 }
 
 }  // namespace

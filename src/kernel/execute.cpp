@@ -47,6 +47,9 @@ void step_2d(const tvrk_program& program, tvrk_reg* regs) {
 
 }  // namespace
 
+// What follows is the table turned into code.
+// NOLINTBEGIN(bugprone-macro-parentheses,bugprone-signed-char-misuse,readability-function-size)
+
 // Operands of the table's expressions. Formats without a second source leave y unused.
 #define TVRK_XY(first, second)                             \
     [[maybe_unused]] const tvrk_reg& x = regs[in->first];  \
@@ -216,3 +219,5 @@ uint32_t tvrk_execute(const tvrk_program& program, tvrk_reg* regs, const tvrk_pt
     TVRK_OPS(TVRK_ROW)
 #undef TVRK_ROW
 }
+
+// NOLINTEND(bugprone-macro-parentheses,bugprone-signed-char-misuse,readability-function-size)

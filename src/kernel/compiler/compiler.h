@@ -153,7 +153,7 @@ private:
     void jump_statement(const tvrk_token& word);
     void loop_body(std::vector<size_t>& leaves);
     void simple_statement();
-    void assign(operand target, const tvrk_token& op);
+    void assign(const operand& target, const tvrk_token& op);
     void assign_record(const operand& target);
     void step_by_one(const operand& target, const tvrk_token& op);
     void compound(const operand& target, std::string_view op, const operand& value,

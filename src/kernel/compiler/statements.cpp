@@ -202,7 +202,7 @@ void tvrk_compiler::check_writable(const operand& target, const tvrk_token& wher
     if (!target.is(kind::memory)) fail_at(where, "cannot assign to this expression");
 }
 
-void tvrk_compiler::assign(operand target, const tvrk_token& op) {
+void tvrk_compiler::assign(const operand& target, const tvrk_token& op) {
     check_writable(target, op);
     if (op.text != "=") {
         const std::string_view plain = op.text.substr(0, op.text.size() - 1);

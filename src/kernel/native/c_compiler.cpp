@@ -27,7 +27,7 @@ std::string variable(const char* name) {
 }
 
 std::string find_compiler() {
-    const std::string chosen = variable("TVR_KERNEL_CC");
+    std::string chosen = variable("TVR_KERNEL_CC");
     if (!chosen.empty()) return chosen;
     for (const char* name : {"cc", "gcc", "clang"}) {
         std::string version;

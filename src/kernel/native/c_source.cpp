@@ -264,6 +264,8 @@ private:
     out += tvr_join("if (K_UNLIKELY(", reg(in->a), ".u >= ", hex(uint64_t(in->imm)), \
                     ")) K_TRAP(5, ", pc, ", ", reg(in->a), ".u, ", hex(uint64_t(in->imm)), ");")
 
+// One case for each row of the table.
+// NOLINTNEXTLINE(readability-function-size)
 void c_function::translate() {
     switch (in->op) {
 #define TVRK_ROW(name, format, family, ...) \

@@ -36,7 +36,7 @@ inline double now_s() {
 class session {
 public:
     static constexpr int default_baud = 2000000;
-    static constexpr double silence_s = 3.0;  // without a line, and the link counts as lost
+    static constexpr double silence_s = 3.0;  // without a byte, and the link counts as lost
     static constexpr size_t max_outgoing = 1024;
     static constexpr size_t longest_line = 1048576;  // bytes; nothing longer is a line
 
@@ -63,7 +63,7 @@ public:
     static std::vector<audio_chunk> take_network_audio();
 
     session() = default;
-    ~session();  // joins the transport thread; it notices within 50 ms, 500 ms where a port is full
+    ~session();  // joins the transport thread: up to 50 ms, or 0.6 s where a port is full
     session(const session&) = delete;
     session& operator=(const session&) = delete;
 

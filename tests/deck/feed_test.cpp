@@ -255,6 +255,22 @@ TEST(hello, keeps_eight_keys_and_checks_the_firmware) {
         R"~(warn {"msg":"Firmware 0.3.9 is too old, 0.4.0 or newer is needed (beat number and cue countdown in the beat line)"})~");
 }
 
+// A board may send texts as long as a line, and a thousand events may wait with one each.
+TEST(texts, are_cut_where_they_are_kept) {
+    state s;
+    s.connected = true;
+    const std::string endless(100'000, 'x');
+    feed(s, R"({"t":"warn","msg":")" + endless + "\"}");
+    feed(s, R"({"t":"dev","n":2,"on":true,"name":")" + endless + "\"}");
+    feed(s, R"({"t":"hello","fw":")" + endless + R"(","board":[")" + endless + "\"]}");
+    feed(s, R"({"t":"net","ip":")" + endless + "\"}");
+    feed(s, R"({"t":"vcdj","phase":"\u00e9)" + endless + "\"}");
+    for (const event& e : s.take_events()) EXPECT_LT(e.data.dump().size(), 5000U) << e.kind;
+    EXPECT_EQ(s.players.at(2).name, std::string(256, 'x'));
+    EXPECT_FALSE(s.bridge.contains("board"));
+    EXPECT_LT(s.bridge.dump().size(), 1000U);
+}
+
 TEST(restart, is_seen_by_uptime_and_by_clock) {
     struct row {
         const char* what;

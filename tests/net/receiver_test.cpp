@@ -261,6 +261,28 @@ TEST_F(receiving, streams_are_whole_or_dropped) {
     }
 }
 
+// The most silent sender's frame goes when all together take too much; what nobody registered takes
+// nothing.
+TEST_F(receiving, streams_share_their_memory) {
+    node.limits.stream_budget_bytes = 2000;
+    const auto chunk_of = [&](uint8_t sender, uint32_t index, uint32_t command) {
+        tvrnet_pkt p = peer.chunk(1, command, index, 1, 1346, index == 0 ? 1336 : 10);
+        p.header.type = tvrnet_pkt_type::stream;
+        p.header.source = {{6, 0, 0, 0, 0, sender}};
+        peer.send(node.ip(), p);
+        run_for(net, {&node}, 20);
+    };
+    chunk_of(1, 0, line);
+    chunk_of(2, 0, line);
+    chunk_of(2, 1, line);
+    EXPECT_EQ(heard.size(), 1U);
+    chunk_of(1, 1, line);
+    EXPECT_EQ(heard.size(), 1U) << "the first half was forgotten";
+    chunk_of(3, 0, line + 1);
+    chunk_of(1, 0, line);
+    EXPECT_EQ(heard.size(), 2U);
+}
+
 // Strangers come and go by the thousand: nothing grows, and the device keeps its place.
 TEST_F(receiving, strangers_do_not_push_out_a_device) {
     node.limits.max_endpoints = 100;

@@ -61,6 +61,16 @@ TEST(static_buffer, parts_that_do_not_fit_change_nothing) {
     }
 }
 
+TEST(static_buffer, a_peer_lists_no_more_than_can_be_kept) {
+    tvrnet_offered_buffers offered;
+    for (int i = 0; i < 20; i++) {
+        offered.offer("buffer " + std::to_string(i), tvrnet_offered_buffers::max_bytes);
+    }
+    std::vector<uint8_t> listing = offered.listing();
+    EXPECT_EQ(tvrnet_read_listing(listing).size(),
+              tvrnet_offered_buffers::max_image_bytes / tvrnet_offered_buffers::max_bytes);
+}
+
 TEST(static_buffer, an_image_reaches_its_owner_through_loss) {
     for (uint64_t seed = 1; seed <= 50; seed++) {
         SCOPED_TRACE(seed);

@@ -1,7 +1,7 @@
 #pragma once
 
-// Queues that a slow reader cannot make grow: what comes in goes to the end, and above the limit the
-// oldest goes. Pure, any thread.
+// Queues that a slow reader cannot make grow: what comes in goes to the end, and above the limit
+// the oldest goes. Pure, any thread.
 
 #include <cstddef>
 

@@ -88,8 +88,8 @@ TEST(serial_port, opens_raw_and_for_itself_alone) {
     EXPECT_FALSE(second.write("a", 1));
 }
 
-// What the board has not taken by then goes nowhere: the drivers of real ports would make the closing
-// wait for it. A terminal keeps the 4096 bytes that it has ready to be read.
+// What the board has not taken by then goes nowhere: the drivers of real ports would make the
+// closing wait for it. A terminal keeps the 4096 bytes that it has ready to be read.
 TEST(serial_port, gives_up_on_a_full_line) {
     constexpr size_t ready_bytes = 4096;
     board b;
@@ -112,7 +112,8 @@ TEST(serial_port, gives_up_on_a_full_line) {
 
 // Writing waits for a slow board, and signals that come meanwhile do not end the wait.
 TEST(serial_port, writes_on_through_signals) {
-    struct sigaction quiet{}, before{};
+    struct sigaction quiet = {};
+    struct sigaction before = {};
     quiet.sa_handler = [](int) {};
     ASSERT_EQ(sigaction(SIGUSR1, &quiet, &before), 0);
     board b;

@@ -23,7 +23,8 @@ inline constexpr int first_port = 6454, last_port = 6554;
 inline constexpr double retry_s = 10.0;  // after all ports were taken
 
 // Begins the node's thread, once. Does nothing while one runs, and for ten seconds after there was
-// no port or no thread to be had. With `tell` the socket's addresses and buffers go to standard error.
+// no port or no thread to be had. With `tell` the socket's addresses and buffers go to standard
+// error.
 void start(bool tell = true);
 
 bool started();

@@ -70,9 +70,11 @@ private:
         }
     }
 
+    // The bracket of \c[, a control character, begins no set, which would hide all behind it.
     void step_over_escape() {
         count_digits(at + 1);
         ++at;
+        if (pattern.substr(std::min(at, pattern.size()), 2) == "c[") ++at;
     }
 
     // Of the number at a place; the place behind it.

@@ -90,7 +90,7 @@ private:
             link.feed_line(line, now_s(), false);
             link.publish();
         } catch (const std::exception&) {
-            link.state.take_events();
+            link.state.events.clear();  // needs no memory
         }
         link.state.take_commands();
         link.outgoing.clear();

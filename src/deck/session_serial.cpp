@@ -65,7 +65,7 @@ private:
     // there is memory for it.
     void let_go() {
         port.close();
-        unfinished = {};
+        unfinished = std::string();
         lost = true;
         std::this_thread::sleep_for(closed_pause);
     }

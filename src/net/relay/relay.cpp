@@ -1,5 +1,6 @@
 #include "net/relay/relay.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -46,13 +47,19 @@ void serve(const relay_state& state, bool tell) {
     }
 }
 
-// What is thrown on this thread is want of memory: the node ends, and a new one begins later.
+// What is thrown on this thread is want of memory: the node ends, and a new one takes its place,
+// since nobody asks for it again. Without a port it is for callers of start() to try again.
 void run(bool tell) {
+    constexpr std::chrono::seconds pause{1};
     relay_state& state = relay_of_process();
-    try {
-        serve(state, tell);
-    } catch (const std::exception& failed) {
-        if (tell) std::fprintf(stderr, "[deckbus net] %s\n", failed.what());
+    for (bool failed = true; failed;) {
+        try {
+            serve(state, tell);
+            failed = false;
+        } catch (const std::exception& failure) {
+            if (tell) std::fprintf(stderr, "[deckbus net] %s\n", failure.what());
+            std::this_thread::sleep_for(pause);
+        }
     }
     try_again_later(state);
 }
